@@ -1,0 +1,15 @@
+#pragma once
+
+#include "InstallerCore/platform/Platform.h"
+
+#include <filesystem>
+#include <string>
+
+namespace InstallerCore {
+
+// SHA-512 of the content of the regular file that the path leads to, links followed, as 128 lower-case
+// hexadecimal digits. Blocks; memory does not grow with the file. Throws PlatformError.
+[[nodiscard]] std::string hashFile(const std::filesystem::path& file,
+                                   const Platform& platform = Platform::host());
+
+} // namespace InstallerCore

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "InstallerCore/platform/Files.h"
+
+#include <cstddef>
+#include <string>
+
+namespace InstallerCore {
+
+// The whole of a small regular file as UTF-8 text. Throws PlatformError when it cannot be read, is longer
+// than the limit in bytes, or is not UTF-8.
+[[nodiscard]] std::string readText(Directory& directory, const std::string& name, std::size_t limit);
+
+} // namespace InstallerCore

@@ -1,0 +1,16 @@
+# What every target of the project is compiled with. Warnings are errors under every compiler.
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Werror
+  -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wswitch-enum -Wundef -Wformat=2
+  -Wno-missing-field-initializers) # left out members of a designated initializer take their defaults
+add_compile_options(-fstack-protector-strong)
+include_directories(${PROJECT_SOURCE_DIR})
+
+if(KAVIO_SANITIZE)
+  add_compile_options(-fsanitize=${KAVIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KAVIO_SANITIZE})
+else()
+  # The sanitizers do the same and more.
+  add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+endif()

@@ -1,0 +1,165 @@
+#include "fuzz/MemoryPlatform.h"
+
+#include "InstallerCore/support/PlatformError.h"
+#include "fuzz/Check.h"
+
+#include <algorithm>
+
+namespace InstallerCore::Fuzz {
+
+namespace {
+
+using Entries = std::map<std::string, Bytes>;
+
+[[noreturn]] void unused(std::string_view operation) {
+    check(false, operation);
+    std::abort();
+}
+
+class MemoryFile final : public FileHandle {
+public:
+    explicit MemoryFile(Bytes content) : content_(std::move(content)) {}
+
+    std::size_t read(std::span<std::byte> buffer) override {
+        // In pieces, as a file system may give them.
+        constexpr std::size_t piece = 4'096;
+        const std::size_t count = std::min({buffer.size(), content_.size() - position_, piece});
+        std::copy_n(content_.begin() + static_cast<std::ptrdiff_t>(position_), count, buffer.begin());
+        position_ += count;
+        return count;
+    }
+
+    void write(ByteView) override { unused("no write to a handle"); }
+
+    std::int64_t seekToEnd() override { unused("no seek"); }
+
+    void truncate(std::int64_t) override { unused("no truncation"); }
+
+    void synchronize() override {}
+
+    void close() override {}
+
+private:
+    Bytes content_;
+    std::size_t position_ = 0;
+};
+
+class MemoryDirectory final : public Directory {
+public:
+    explicit MemoryDirectory(Entries& entries) : entries_(entries) {}
+
+    std::vector<std::string> names() const override {
+        std::vector<std::string> result;
+        for (const auto& [name, content] : entries_) {
+            result.push_back(name);
+        }
+        return result;
+    }
+
+    FileAttributes attributes(const std::string& name) const override {
+        return {.type = FileType::regular, .size = std::ssize(existing(name)), .modified = {}};
+    }
+
+    void createIfMissing(const std::string& name) noexcept override { entries_.try_emplace(name); }
+
+    std::unique_ptr<FileHandle> open(const std::string& name, FileAccess access) override {
+        check(access == FileAccess::read, "files are opened for reading only");
+        return std::make_unique<MemoryFile>(existing(name));
+    }
+
+    void replace(const std::string& name, ByteView bytes) override {
+        entries_[name] = {bytes.begin(), bytes.end()};
+    }
+
+    void remove(const std::string& name) override {
+        static_cast<void>(existing(name));
+        entries_.erase(name);
+    }
+
+    std::unique_ptr<FileLock> lock(const std::string&) override { unused("no lock"); }
+
+private:
+    const Bytes& existing(const std::string& name) const {
+        const auto found = entries_.find(name);
+        if (found == entries_.end()) {
+            throw PlatformError(FileErrorCode::readNoSuchFile);
+        }
+        return found->second;
+    }
+
+    Entries& entries_;
+};
+
+class MemoryFiles final : public Files {
+public:
+    explicit MemoryFiles(Entries& entries) : entries_(entries) {}
+
+    std::filesystem::path homeDirectory() const override { return "/"; }
+
+    void createDirectory(const std::filesystem::path&) override {}
+
+    FileAttributes attributes(const std::filesystem::path&) const override {
+        return {.type = FileType::directory};
+    }
+
+    void makePrivate(const std::filesystem::path&) override {}
+
+    std::unique_ptr<Directory> openDirectory(const std::filesystem::path&) override {
+        return std::make_unique<MemoryDirectory>(entries_);
+    }
+
+    std::unique_ptr<FileHandle> openForReading(const std::filesystem::path&) override {
+        unused("no file by its path");
+    }
+
+    std::int64_t availableSpace(const std::filesystem::path&) const override {
+        unused("no look at the free space");
+    }
+
+private:
+    Entries& entries_;
+};
+
+class NoHttp final : public Http {
+    std::unique_ptr<HttpTask> start(HttpRequest, HttpDelegate&) override { unused("no request"); }
+};
+
+class NoDigests final : public Digests {
+    std::unique_ptr<Sha512> sha512() const override { unused("no digest"); }
+};
+
+class NoClock final : public Clock {
+    WallTime now() const override { unused("no look at the clock"); }
+
+    void sleep(std::chrono::milliseconds) override { unused("no sleep"); }
+};
+
+class NoSystemInfo final : public SystemInfo {
+    bool hasArm64() const noexcept override { unused("no look at the machine"); }
+};
+
+class NoLog final : public SystemLog {
+    void write(std::string_view) noexcept override { unused("no line in the system's log"); }
+};
+
+} // namespace
+
+struct MemoryPlatform::Services {
+    explicit Services(Entries& entries) : files(entries) {}
+
+    NoHttp http;
+    MemoryFiles files;
+    NoDigests digests;
+    NoClock clock;
+    NoSystemInfo system;
+    NoLog log;
+};
+
+MemoryPlatform::MemoryPlatform()
+    : services_(std::make_unique<Services>(entries)),
+      platform_{services_->http,  services_->files,  services_->digests,
+                services_->clock, services_->system, services_->log} {}
+
+MemoryPlatform::~MemoryPlatform() = default;
+
+} // namespace InstallerCore::Fuzz

@@ -1,0 +1,14 @@
+#include "hosts/linux/SystemInfoLinux.h"
+
+#include <sys/utsname.h>
+
+#include <string_view>
+
+namespace InstallerCore {
+
+bool SystemInfoLinux::hasArm64() const noexcept {
+    utsname names{};
+    return ::uname(&names) == 0 && std::string_view(&names.machine[0]) == "aarch64";
+}
+
+} // namespace InstallerCore

@@ -1,0 +1,30 @@
+#include "rehearsal/LoopbackHttp.h"
+
+#include <utility>
+
+namespace InstallerCore::Rehearsal {
+
+namespace {
+
+CurlList routesTo(const std::vector<std::string>& hosts, std::uint16_t port) {
+    CurlList routes;
+    for (const std::string& host : hosts) {
+        append(routes, host + "::127.0.0.1:" + std::to_string(port)); // from whatever port
+    }
+    return routes;
+}
+
+} // namespace
+
+LoopbackHttp::LoopbackHttp(const std::vector<std::string>& hosts, std::uint16_t port,
+                           std::filesystem::path authority, HttpTimeouts timeouts)
+    : HttpCurl(timeouts), routes_(routesTo(hosts, port)), authority_(std::move(authority)) {}
+
+void LoopbackHttp::configure(CURL* handle) const {
+    curl_easy_setopt(handle, CURLOPT_CONNECT_TO, routes_.get());
+    curl_easy_setopt(handle, CURLOPT_CAINFO, authority_.c_str());
+    curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
+    curl_easy_setopt(handle, CURLOPT_PROXY, "");
+}
+
+} // namespace InstallerCore::Rehearsal

@@ -1,0 +1,26 @@
+#include "hosts/linux/SystemLogSyslog.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace InstallerCore {
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::StartsWith;
+
+TEST(SystemLogSyslogTest, LineGoesToStandardErrorAsItIs) {
+    ::testing::internal::CaptureStderr();
+    SystemLogSyslog log;
+    log.write("Installer failed: 100% %s %n");
+    const std::string output = ::testing::internal::GetCapturedStderr();
+    EXPECT_THAT(output, StartsWith("KavioInstaller"));
+    EXPECT_THAT(output, EndsWith(": Installer failed: 100% %s %n\n"));
+}
+
+} // namespace
+
+} // namespace InstallerCore

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "InstallerCore/platform/Clock.h"
+#include "InstallerCore/platform/Platform.h"
+#include "InstallerCore/platform/SystemInfo.h"
+#include "InstallerCore/platform/SystemLog.h"
+#include "hosts/linux/DigestsOpenSsl.h"
+#include "hosts/posix/FilesPosix.h"
+#include "tests/support/FakeHttp.h"
+#include "tests/support/FaultyFiles.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace InstallerCore::Testing {
+
+// A clock that moves only when somebody sleeps on it or sets it.
+class FakeClock final : public Clock {
+public:
+    [[nodiscard]] WallTime now() const override;
+    void sleep(std::chrono::milliseconds duration) override;
+
+    void set(WallTime now);
+    [[nodiscard]] std::vector<std::chrono::milliseconds> sleeps() const;
+
+    // Called in each sleep with the number of sleeps before it.
+    std::function<void(std::size_t)> onSleep;
+
+private:
+    mutable std::mutex lock_;
+    WallTime now_ = std::chrono::system_clock::from_time_t(1'750'000'000);
+    std::vector<std::chrono::milliseconds> sleeps_;
+};
+
+class RecordingLog final : public SystemLog {
+public:
+    void write(std::string_view line) noexcept override;
+    [[nodiscard]] std::vector<std::string> lines() const;
+
+private:
+    mutable std::mutex lock_;
+    std::vector<std::string> lines_;
+};
+
+class FakeSystemInfo final : public SystemInfo {
+public:
+    [[nodiscard]] bool hasArm64() const noexcept override { return arm64; }
+
+    bool arm64 = false;
+};
+
+// A platform for one test: real files below a home directory of its own, real digests, everything else fake.
+class TestPlatform {
+public:
+    TemporaryDirectory home;
+    FilesPosix realFiles{home.path()};
+    FaultyFiles files{realFiles}; // forwards; fails where a test says so
+    FakeHttp http;
+    FakeClock clock;
+    RecordingLog log;
+    FakeSystemInfo system;
+    DigestsOpenSsl digests;
+    Platform platform{http, files, digests, clock, system, log};
+
+    // Where privateCache() is below the home; not made yet.
+    [[nodiscard]] std::filesystem::path cachePath() const;
+};
+
+} // namespace InstallerCore::Testing

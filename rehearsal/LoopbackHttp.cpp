@@ -1,5 +1,7 @@
 #include "rehearsal/LoopbackHttp.h"
 
+#include "hosts/linux/CurlHandles.h"
+
 #include <utility>
 
 namespace InstallerCore::Rehearsal {
@@ -21,10 +23,10 @@ LoopbackHttp::LoopbackHttp(const std::vector<std::string>& hosts, std::uint16_t 
     : HttpCurl(timeouts), routes_(routesTo(hosts, port)), authority_(std::move(authority)) {}
 
 void LoopbackHttp::configure(CURL* handle) const {
-    curl_easy_setopt(handle, CURLOPT_CONNECT_TO, routes_.get());
-    curl_easy_setopt(handle, CURLOPT_CAINFO, authority_.c_str());
-    curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
-    curl_easy_setopt(handle, CURLOPT_PROXY, "");
+    setOption(handle, CURLOPT_CONNECT_TO, routes_.get());
+    setOption(handle, CURLOPT_CAINFO, authority_.c_str());
+    setOption(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    setOption(handle, CURLOPT_PROXY, "");
 }
 
 } // namespace InstallerCore::Rehearsal

@@ -44,7 +44,7 @@ void sayFile(const std::filesystem::path& file) {
     }
 }
 
-// Prints each tenth of the way once, and can call a halt.
+// Prints each tenth of the way once.
 class ProgressPrinter {
 public:
     void report(std::int64_t received, std::int64_t total) {
@@ -93,17 +93,18 @@ void fetchRelease(const Config& config, const std::shared_ptr<Cancellation>& can
     say("Verified by SHA-512: " + artifact.sha512.substr(0, 16) + "...");
 }
 
-// Whether the run went as it should.
-bool runOnce(const Config& config, std::int64_t cancelAt, const Platform& platform) {
+enum class Outcome { verified, cancelled, failed };
+
+Outcome runOnce(const Config& config, std::int64_t cancelAt, const Platform& platform) {
     const auto cancellation = std::make_shared<Cancellation>();
     try {
         fetchRelease(config, cancellation, cancelAt, platform);
-        return true;
+        return Outcome::verified;
     } catch (const std::exception& error) {
         say(std::string("Ended: ") + error.what());
         const bool cancelled = cancellation->isCancelled();
         InstallerEvents::record(cancelled ? "cancelled" : "installer_failed", std::nullopt, platform);
-        return cancelled;
+        return cancelled ? Outcome::cancelled : Outcome::failed;
     }
 }
 
@@ -135,17 +136,23 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
         .http = http, .files = files, .digests = digests, .clock = clock, .system = system, .log = log};
 
     say("\nFirst run, interrupted half-way:");
-    bool good = runOnce(config, imageSize / 2, platform);
+    const Outcome first = runOnce(config, imageSize / 2, platform);
     say("\nSecond run:");
-    good = runOnce(config, imageSize * 2, platform) && good;
+    const Outcome second = runOnce(config, imageSize * 2, platform);
 
     say("\nWhat the server was asked:");
+    bool resumed = false;
     for (const std::string& request : nginx.stop()) {
         say("  " + request);
+        resumed = resumed || request.find(" 206 [bytes=") != std::string::npos;
     }
     say("\nThe event log:");
     sayFile(privateCache(platform) / "events.jsonl");
-    return good ? 0 : 1;
+    if (first == Outcome::cancelled && second == Outcome::verified && resumed) {
+        return 0;
+    }
+    say("\nThis is not how it should have gone: interrupted, then resumed and verified.");
+    return 1;
 }
 
 } // namespace

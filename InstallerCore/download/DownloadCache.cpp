@@ -7,7 +7,6 @@
 #include "InstallerCore/platform/SystemLog.h"
 #include "InstallerCore/support/PlatformError.h"
 
-#include <array>
 #include <chrono>
 #include <string>
 
@@ -16,7 +15,6 @@ namespace InstallerCore {
 namespace {
 
 constexpr std::chrono::seconds expiryAge = std::chrono::days(7);
-constexpr std::string_view validatorSuffix = ".etag";
 
 bool isDownloadName(std::string_view name) {
     if (name.ends_with(validatorSuffix)) {
@@ -56,6 +54,15 @@ bool removeRegularFile(const std::filesystem::path& file, const Platform& platfo
     }
 }
 
+bool removeQuietly(const std::filesystem::path& image, std::string_view suffix,
+                   const Platform& platform) noexcept {
+    try {
+        return removeRegularFile(image.string().append(suffix), platform);
+    } catch (const std::exception&) { // want of memory
+        return false;
+    }
+}
+
 } // namespace
 
 std::filesystem::path privateCache(const Platform& platform) {
@@ -77,7 +84,7 @@ void cleanExpiredDownloads(const std::filesystem::path& cache, const Platform& p
                 removeIfExpired(*directory, name, cutOff);
             }
         }
-    } catch (const PlatformError&) { // NOLINT(bugprone-empty-catch): the sweep is best effort
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the sweep is best effort
     }
 }
 
@@ -93,10 +100,8 @@ bool isImageName(std::string_view name) {
 
 bool DownloadCache::removeInstalledPackage(const std::filesystem::path& image,
                                            const Platform& platform) noexcept {
-    std::filesystem::path validator = image;
-    validator += validatorSuffix;
-    const bool imageGone = removeRegularFile(image, platform);
-    const bool validatorGone = removeRegularFile(validator, platform);
+    const bool imageGone = removeQuietly(image, "", platform);
+    const bool validatorGone = removeQuietly(image, validatorSuffix, platform);
     return imageGone && validatorGone;
 }
 

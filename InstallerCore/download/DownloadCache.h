@@ -19,6 +19,9 @@ namespace InstallerCore {
 void cleanExpiredDownloads(const std::filesystem::path& cache,
                            const Platform& platform = Platform::host()) noexcept;
 
+// What a validator's name has behind its image's.
+inline constexpr std::string_view validatorSuffix = ".etag";
+
 // "<digest>.dmg", with a digest of 64 or 128 lower-case hexadecimal digits.
 [[nodiscard]] bool isImageName(std::string_view name);
 

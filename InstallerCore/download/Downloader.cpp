@@ -51,6 +51,7 @@ void Downloader::download(const Artifact& artifact, const std::filesystem::path&
     if (isVerified(artifact, file)) {
         return;
     }
+    cancel_->check(); // before an image that was not looked at whole is taken for a wrong one
     discardUnusable(artifact, file);
     for (int attempt = 0;; ++attempt) {
         cancel_->check();
@@ -74,9 +75,9 @@ void Downloader::download(const Artifact& artifact, const std::filesystem::path&
 
 bool Downloader::isVerified(const Artifact& artifact, const std::filesystem::path& file) const {
     try {
-        return hashFile(file, platform_) == artifact.sha512;
+        return hashFile(file, *cancel_, platform_) == artifact.sha512;
     } catch (const std::exception&) {
-        return false; // usually there is no file yet
+        return false; // usually there is no file yet; or the run was cancelled
     }
 }
 
@@ -103,7 +104,7 @@ void Downloader::attemptDownload(const Artifact& artifact, const std::filesystem
                        .protocols = protocols_},
                       platform_);
     static_cast<void>(transfer.run(config_.url(artifact.url)));
-    if (hashFile(file, platform_) != artifact.sha512) {
+    if (hashFile(file, *cancel_, platform_) != artifact.sha512) {
         remove(file);
         throw InstallerError::message(ErrorText::hashMismatch);
     }

@@ -15,7 +15,7 @@ namespace InstallerCore {
 // file and its validator. Both operations block the calling thread.
 class Downloader {
 public:
-    // The transport that stands in for the platform's network, when given, must outlive the downloader.
+    // The platform, and the transport that stands in for its network when given, must outlive the downloader.
     Downloader(Config config, std::shared_ptr<const Cancellation> cancel, Http* protocols = nullptr,
                const Platform& platform = Platform::host());
     Downloader(const Downloader&) = delete;

@@ -2,6 +2,7 @@
 
 #include "InstallerCore/config/ErrorText.h"
 #include "InstallerCore/config/InstallerError.h"
+#include "InstallerCore/download/DownloadCache.h"
 #include "InstallerCore/platform/ReadText.h"
 #include "InstallerCore/support/PlatformError.h"
 
@@ -14,7 +15,7 @@ namespace {
 constexpr std::size_t longestValidator = 65'536;
 
 std::string sidecarName(const std::string& name) {
-    return name + ".etag";
+    return name + std::string(validatorSuffix);
 }
 
 std::unique_ptr<FileHandle> openRegularFile(Directory& directory, const std::string& name) {

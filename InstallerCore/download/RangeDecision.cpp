@@ -17,7 +17,7 @@ constexpr int ok = 200;
 constexpr int partialContent = 206;
 constexpr std::string_view unit = "bytes ";
 
-// The two pieces around a separator. Runs of separators count as one, which some servers need.
+// The two pieces around a separator. Runs of separators count as one; those at the ends do not count.
 std::optional<std::pair<std::string_view, std::string_view>> splitInTwo(std::string_view text,
                                                                         char separator) {
     const std::vector<std::string_view> pieces = split(text, separator, EmptyPieces::drop);

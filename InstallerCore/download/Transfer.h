@@ -23,7 +23,8 @@ using DownloadProgress = std::function<void(std::int64_t received, std::int64_t 
 // exactly the expected size, resumed where it stood. For one request only; private to the core.
 //
 // Two threads take part: run() blocks its caller, and the HttpDelegate calls come on the transfer's thread.
-// The fields are written there alone and read by the caller only after completed() has signalled.
+// Once the task has started, the fields are written there alone, and read by the caller only after
+// completed() has signalled. The platform must outlive the object.
 class Transfer final : private HttpDelegate {
 public:
     struct Options {

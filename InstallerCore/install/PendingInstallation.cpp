@@ -62,6 +62,16 @@ bool holdsImage(Directory& cache) {
     });
 }
 
+void removeMarker(const std::filesystem::path& cache, const Platform& platform) {
+    try {
+        platform.files.openDirectory(cache)->remove(markerName);
+    } catch (const PlatformError& error) {
+        if (!error.isNoSuchFile()) {
+            platform.log.write(ErrorText::pendingCleanupDeferred(error.what()));
+        }
+    }
+}
+
 } // namespace
 
 void PendingInstallation::begin(const std::filesystem::path& cache, const std::string& channelURL,
@@ -81,11 +91,8 @@ bool PendingInstallation::shouldResume(const std::filesystem::path& cache, const
 
 void PendingInstallation::complete(const std::filesystem::path& cache, const Platform& platform) noexcept {
     try {
-        platform.files.openDirectory(cache)->remove(markerName);
-    } catch (const PlatformError& error) {
-        if (!error.isNoSuchFile()) {
-            platform.log.write(ErrorText::pendingCleanupDeferred(error.what()));
-        }
+        removeMarker(cache, platform);
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): want of memory, also for a log line
     }
 }
 

@@ -73,7 +73,8 @@ public:
     [[nodiscard]] virtual std::unique_ptr<FileHandle> open(const std::string& name, FileAccess access) = 0;
 
     // Replaces whatever file or link has the name by a regular file with these bytes, atomically: afterwards
-    // there is the old entry or the whole new one, and nothing else was left behind.
+    // there is the old entry or the whole new one, and nothing else was left behind. One caller at a time for
+    // a name: a process that is killed here leaves ".new-" and the name, which the next replacement clears.
     virtual void replace(const std::string& name, ByteView bytes) = 0;
 
     // Removes the entry itself. A directory is never removed: it is an error.
@@ -105,7 +106,8 @@ public:
     // Gives the directory the permissions 0700. A link in its place is not followed.
     virtual void makePrivate(const std::filesystem::path& directory) = 0;
 
-    // The last component may not be a symbolic link.
+    // The last component may not be a symbolic link. An empty path is the current directory, as the parent
+    // of a bare file name.
     [[nodiscard]] virtual std::unique_ptr<Directory> openDirectory(const std::filesystem::path& path) = 0;
 
     // Opens for reading what the path leads to, links followed. Anything but a regular file gives

@@ -77,7 +77,8 @@ class Http {
 public:
     virtual ~Http() = default;
 
-    // The delegate must outlive the task.
+    // The delegate must outlive the task. Throws a PlatformError of the URL-loading domain when the transfer
+    // cannot even begin; the delegate is not called then.
     [[nodiscard]] virtual std::unique_ptr<HttpTask> start(HttpRequest request, HttpDelegate& delegate) = 0;
 };
 

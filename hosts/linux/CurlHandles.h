@@ -1,5 +1,7 @@
 #pragma once
 
+#include "InstallerCore/support/PlatformError.h"
+
 #include <curl/curl.h>
 
 #include <memory>
@@ -23,6 +25,14 @@ struct CurlListDeleter {
 using CurlEasy = std::unique_ptr<CURL, CurlEasyDeleter>;
 using CurlMulti = std::unique_ptr<CURLM, CurlMultiDeleter>;
 using CurlList = std::unique_ptr<curl_slist, CurlListDeleter>;
+
+// Sets an option of the handle. A refused one would silently weaken what the transfer promises.
+template <typename Value>
+void setOption(CURL* handle, CURLoption option, Value value) {
+    if (curl_easy_setopt(handle, option, value) != CURLE_OK) {
+        throw PlatformError(UrlErrorCode::unknown);
+    }
+}
 
 // Adds a line at the end; an empty list is a null one.
 inline void append(CurlList& list, const std::string& line) {

@@ -24,17 +24,17 @@ CurlEasy makeHandle() {
     }
     CURL* const handle = easy.get();
     constexpr long receiveBuffer = 131'072; // bytes
-    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "https");
-    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 2L);
-    curl_easy_setopt(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L); // each redirect is asked about
-    curl_easy_setopt(handle, CURLOPT_PATH_AS_IS, 1L);     // fetch the address that was checked
-    curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
-    curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, receiveBuffer);
+    setOption(handle, CURLOPT_PROTOCOLS_STR, "https");
+    setOption(handle, CURLOPT_SSL_VERIFYPEER, 1L);
+    setOption(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+    setOption(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    setOption(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+    setOption(handle, CURLOPT_FOLLOWLOCATION, 0L); // each redirect is asked about
+    setOption(handle, CURLOPT_PATH_AS_IS, 1L);     // fetch the address that was checked
+    setOption(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    setOption(handle, CURLOPT_NOSIGNAL, 1L);
+    setOption(handle, CURLOPT_QUICK_EXIT, 1L); // a cancel does not wait for a name server
+    setOption(handle, CURLOPT_BUFFERSIZE, receiveBuffer);
     return easy;
 }
 
@@ -57,7 +57,7 @@ void HttpCurl::configure(CURL* /*handle*/) const {}
 std::unique_ptr<HttpTask> HttpCurl::start(HttpRequest request, HttpDelegate& delegate) {
     CurlEasy handle = makeHandle();
     CurlList headers = headerList(request);
-    curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, headers.get());
+    setOption(handle.get(), CURLOPT_HTTPHEADER, headers.get());
     configure(handle.get());
     return std::make_unique<HttpCurlTask>(std::move(handle), std::move(headers), std::move(request.url),
                                           timeouts_, delegate);

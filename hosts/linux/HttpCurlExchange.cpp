@@ -1,7 +1,10 @@
 #include "hosts/linux/HttpCurlExchange.h"
 
+#include "hosts/linux/CurlHandles.h"
+
 #include <algorithm>
 #include <array>
+#include <cctype>
 
 namespace InstallerCore {
 
@@ -17,27 +20,48 @@ bool isRedirect(int status) {
     return std::find(redirects.begin(), redirects.end(), status) != redirects.end();
 }
 
+// The last transfer coding is the one that says where the body ends.
+bool endsInChunks(const HttpResponse& answer) {
+    std::string codings = answer.header("Transfer-Encoding").value_or("");
+    std::transform(codings.begin(), codings.end(), codings.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return codings.ends_with("chunked");
+}
+
 } // namespace
 
 HttpCurlExchange::HttpCurlExchange(CURL* handle, const Url& url, HttpDelegate& delegate)
     : handle_(handle), url_(url), delegate_(delegate) {
-    curl_easy_setopt(handle, CURLOPT_URL, url.text().c_str());
-    curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, &HttpCurlExchange::onHeader);
-    curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &HttpCurlExchange::onBody);
-    curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
+    setOption(handle, CURLOPT_URL, url.text().c_str());
+    setOption(handle, CURLOPT_HEADERFUNCTION, &HttpCurlExchange::onHeader);
+    setOption(handle, CURLOPT_HEADERDATA, this);
+    setOption(handle, CURLOPT_WRITEFUNCTION, &HttpCurlExchange::onBody);
+    setOption(handle, CURLOPT_WRITEDATA, this);
 }
 
-// For both: taking less than there is makes libcurl end the transfer.
-
-std::size_t HttpCurlExchange::onHeader(char* data, std::size_t size, std::size_t count, void* exchange) {
-    const std::size_t length = size * count;
-    return static_cast<HttpCurlExchange*>(exchange)->takeHeaderLine({data, length}) ? length : 0;
+// Taking less than there is makes libcurl end the transfer.
+template <typename Step>
+std::size_t HttpCurlExchange::guarded(std::size_t length, Step step) noexcept {
+    try {
+        return step() ? length : 0;
+    } catch (...) {
+        failed_ = true;
+        return 0;
+    }
 }
 
-std::size_t HttpCurlExchange::onBody(char* data, std::size_t size, std::size_t count, void* exchange) {
-    const std::size_t length = size * count;
-    return static_cast<HttpCurlExchange*>(exchange)->takeBody(asBytes({data, length})) ? length : 0;
+std::size_t HttpCurlExchange::onHeader(char* data, std::size_t size, std::size_t count,
+                                       void* exchange) noexcept {
+    auto& self = *static_cast<HttpCurlExchange*>(exchange);
+    const std::string_view line(data, size * count);
+    return self.guarded(line.size(), [&] { return self.takeHeaderLine(line); });
+}
+
+std::size_t HttpCurlExchange::onBody(char* data, std::size_t size, std::size_t count,
+                                     void* exchange) noexcept {
+    auto& self = *static_cast<HttpCurlExchange*>(exchange);
+    const std::string_view chunk(data, size * count);
+    return self.guarded(chunk.size(), [&] { return self.takeBody(asBytes(chunk)); });
 }
 
 bool HttpCurlExchange::takeHeaderLine(std::string_view line) {
@@ -78,8 +102,8 @@ bool HttpCurlExchange::endIsMarked() const {
     curl_easy_getinfo(handle_, CURLINFO_HTTP_VERSION, &version);
     curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     const HttpResponse answer{.status = static_cast<int>(status), .headers = header_.headers()};
-    return length >= 0 || version >= CURL_HTTP_VERSION_2_0 || answer.header("Transfer-Encoding") ||
-           status == noContent || status == notModified;
+    return length >= 0 || version >= CURL_HTTP_VERSION_2_0 || endsInChunks(answer) || status == noContent ||
+           status == notModified;
 }
 
 bool HttpCurlExchange::followsRedirect(int status) {

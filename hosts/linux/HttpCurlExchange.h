@@ -25,7 +25,7 @@ public:
     // The delegate wants no more.
     [[nodiscard]] bool abandoned() const noexcept { return abandoned_; }
 
-    // The whole answer was handed to the delegate when libcurl says that all is well.
+    // The delegate has been given the response; its body may still be coming.
     [[nodiscard]] bool responded() const noexcept { return responded_; }
 
     // Of an answer that is complete: it says itself where it ends; else the end of the connection does.
@@ -34,14 +34,21 @@ public:
     // The answer makes no sense.
     [[nodiscard]] bool malformed() const noexcept { return malformed_; }
 
+    // There was no memory for the answer.
+    [[nodiscard]] bool failed() const noexcept { return failed_; }
+
     // Counts up with each thing that arrives.
     [[nodiscard]] std::uint64_t arrivals() const noexcept { return arrivals_; }
 
 private:
     static constexpr std::size_t largestHeader = 262'144; // bytes, of all lines
 
-    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* exchange);
-    static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* exchange);
+    static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* exchange) noexcept;
+    static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* exchange) noexcept;
+
+    // Runs a step that says whether to go on. No exception may pass through libcurl.
+    template <typename Step>
+    std::size_t guarded(std::size_t length, Step step) noexcept;
 
     // Each says whether to go on.
     bool takeHeaderLine(std::string_view line);
@@ -57,6 +64,7 @@ private:
     bool responded_ = false;
     bool abandoned_ = false;
     bool malformed_ = false;
+    bool failed_ = false;
     std::size_t headerSize_ = 0;
     std::uint64_t arrivals_ = 0;
 };

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <new>
+#include <system_error>
 
 namespace InstallerCore {
 
@@ -49,7 +50,11 @@ HttpCurlTask::HttpCurlTask(CurlEasy handle, CurlList headers, Url url, HttpTimeo
     if (!multi_) {
         throw std::bad_alloc();
     }
-    thread_ = std::thread(&HttpCurlTask::work, this);
+    try {
+        thread_ = std::thread(&HttpCurlTask::work, this);
+    } catch (const std::system_error&) {
+        throw PlatformError(UrlErrorCode::unknown);
+    }
 }
 
 HttpCurlTask::~HttpCurlTask() {
@@ -63,8 +68,7 @@ void HttpCurlTask::cancel() noexcept {
 }
 
 void HttpCurlTask::work() noexcept {
-    // Writing to a connection that the server has closed must fail, not raise SIGPIPE; and no signal of the
-    // process is this thread's business.
+    // No signal of the process is this thread's business.
     sigset_t all;
     ::sigfillset(&all);
     ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
@@ -72,8 +76,10 @@ void HttpCurlTask::work() noexcept {
     std::exception_ptr error;
     try {
         followRedirects();
-    } catch (...) {
+    } catch (const PlatformError&) {
         error = std::current_exception();
+    } catch (...) { // want of memory
+        error = std::make_exception_ptr(PlatformError(UrlErrorCode::unknown));
     }
     delegate_.completed(error);
 }
@@ -99,6 +105,9 @@ void HttpCurlTask::exchange(HttpCurlExchange& exchange) {
     }
     if (exchange.abandoned()) {
         throw PlatformError(UrlErrorCode::cancelled);
+    }
+    if (exchange.failed()) {
+        throw PlatformError(UrlErrorCode::unknown);
     }
     if (exchange.malformed()) {
         throw PlatformError(UrlErrorCode::badServerResponse);

@@ -1,5 +1,7 @@
 #include "hosts/linux/HttpHeaderBlock.h"
 
+#include <utility>
+
 namespace InstallerCore {
 
 namespace {
@@ -16,11 +18,12 @@ std::string_view withoutOuter(std::string_view text, std::string_view characters
 
 bool HttpHeaderBlock::add(std::string_view line) {
     constexpr std::string_view blanks = " \t\r\n";
-    if (line.starts_with("HTTP/")) {
-        headers_.clear();
+    if (std::exchange(ended_, false)) {
+        headers_.clear(); // the status line
         return false;
     }
     if (line.empty() || line.front() == '\r' || line.front() == '\n') {
+        ended_ = true;
         return true; // libcurl's own idea of the end
     }
     const std::string_view content = withoutOuter(line, blanks);

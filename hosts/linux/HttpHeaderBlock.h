@@ -18,6 +18,7 @@ public:
 
 private:
     std::vector<HttpHeader> headers_;
+    bool ended_ = true; // the next line begins a block
 };
 
 } // namespace InstallerCore

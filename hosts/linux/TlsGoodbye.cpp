@@ -1,5 +1,7 @@
 #include "hosts/linux/TlsGoodbye.h"
 
+#include "hosts/linux/CurlHandles.h"
+
 #include <openssl/ssl.h>
 
 namespace InstallerCore {
@@ -16,8 +18,8 @@ int slot() {
 
 void TlsGoodbye::listenOn(CURL* handle) {
     received_ = false;
-    curl_easy_setopt(handle, CURLOPT_SSL_CTX_FUNCTION, &TlsGoodbye::onContext);
-    curl_easy_setopt(handle, CURLOPT_SSL_CTX_DATA, this);
+    setOption(handle, CURLOPT_SSL_CTX_FUNCTION, &TlsGoodbye::onContext);
+    setOption(handle, CURLOPT_SSL_CTX_DATA, this);
 }
 
 CURLcode TlsGoodbye::onContext(CURL* /*handle*/, void* context, void* goodbye) {

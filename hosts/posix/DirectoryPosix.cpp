@@ -1,7 +1,6 @@
 #include "hosts/posix/DirectoryPosix.h"
 
 #include "InstallerCore/support/PlatformError.h"
-#include "InstallerCore/support/Uuid.h"
 #include "hosts/posix/FileHandlePosix.h"
 #include "hosts/posix/PosixError.h"
 
@@ -13,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 
 namespace InstallerCore {
@@ -193,12 +193,14 @@ std::unique_ptr<FileHandle> DirectoryPosix::open(const std::string& name, FileAc
 }
 
 void DirectoryPosix::replace(const std::string& name, ByteView bytes) {
-    const std::string temporaryName = ".new-" + randomUuid();
+    const std::string temporaryName = (".new-" + name).substr(0, NAME_MAX);
+    // What a killed process left; an entry that cannot go is met again below.
+    ::unlinkat(descriptor_.get(), temporaryName.c_str(), 0);
+    TemporaryEntry entry(descriptor_.get(), temporaryName);
     Descriptor descriptor = createExclusively(temporaryName);
     if (descriptor.get() < 0) {
         throwWriteError(errno);
     }
-    TemporaryEntry entry(descriptor_.get(), temporaryName);
     FileHandlePosix file(std::move(descriptor));
     file.write(bytes);
     file.synchronize();

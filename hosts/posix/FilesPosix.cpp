@@ -68,7 +68,8 @@ void FilesPosix::makePrivate(const std::filesystem::path& directory) {
 }
 
 std::unique_ptr<Directory> FilesPosix::openDirectory(const std::filesystem::path& path) {
-    Descriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    const char* const place = path.empty() ? "." : path.c_str();
+    Descriptor directory(::open(place, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (directory.get() < 0) {
         throwReadError(errno);
     }

@@ -280,6 +280,29 @@ TEST_F(DownloaderTest, CancelDuringATryIsPausedWhateverItsError) {
     expectInstallerError(paused, [&] { download(); });
 }
 
+TEST_F(DownloaderTest, CancelWhileHashingKeepsTheImageAndAsksForNothing) {
+    plant(content(), "\"v1\"");
+    test.files.before = [&](const std::string& operation, const std::string&) {
+        if (operation == "FileHandle.read") {
+            cancellation->cancel();
+        }
+    };
+    expectInstallerError(paused, [&] { download(); });
+    EXPECT_TRUE(test.http.requests().empty());
+    EXPECT_EQ(onDisk(), content());
+}
+
+TEST_F(DownloaderTest, CancelWhileHashingWhatCameKeepsIt) {
+    test.http.expect(whole());
+    test.files.before = [&](const std::string& operation, const std::string&) {
+        if (operation == "FileHandle.read") {
+            cancellation->cancel();
+        }
+    };
+    expectInstallerError(paused, [&] { download(); });
+    EXPECT_EQ(onDisk(), content());
+}
+
 TEST_F(DownloaderTest, CancelInsideEachStepOfEachWaitEndsIt) {
     for (std::size_t step = 0; step < 70; ++step) {
         cancellation = std::make_shared<Cancellation>();

@@ -100,6 +100,11 @@ TEST_F(HttpCurlFailureTest, BodyUntilTheConnectionClosesNeedsAProperEnd) {
     });
     const std::vector<std::string> calls = {"response 200", "data", "completed"};
     EXPECT_EQ(last, calls);
+    // Another coding than chunked marks no end either.
+    expectErrorOf(UrlErrorCode::connectionLost, [](ScriptedPeer& peer) {
+        peer.send("HTTP/1.1 200 OK\r\nTransfer-Encoding: identity\r\n\r\nall of it?");
+        peer.closeWithoutNotify();
+    });
 }
 
 TEST_F(HttpCurlFailureTest, AnswerThatIsNotHttp) {

@@ -53,6 +53,11 @@ TEST(HttpHeaderBlockTest, StatusLineStartsAfresh) {
     EXPECT_TRUE(block.headers().empty());
 }
 
+TEST(HttpHeaderBlockTest, HeaderNamedLikeAStatusLineStartsNothing) {
+    EXPECT_EQ(read({"HTTP/1.1 206 Partial\r\n", "A: 1\r\n", "HTTP/x: 2\r\n", "\r\n"}),
+              (Headers{{"A", "1"}, {"HTTP/x", "2"}}));
+}
+
 TEST(HttpHeaderBlockTest, FoldedLineContinuesTheValue) {
     EXPECT_EQ(read({"HTTP/1.1 200 OK\r\n", "A: one\r\n", "  two \r\n", "\tthree\r\n", "B: 1\r\n", "\r\n"}),
               (Headers{{"A", "one two three"}, {"B", "1"}}));

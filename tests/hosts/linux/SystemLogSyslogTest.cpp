@@ -21,6 +21,13 @@ TEST(SystemLogSyslogTest, LineGoesToStandardErrorAsItIs) {
     EXPECT_THAT(output, EndsWith(": Installer failed: 100% %s %n\n"));
 }
 
+TEST(SystemLogSyslogTest, WhatAServerSentCannotMakeASecondLine) {
+    ::testing::internal::CaptureStderr();
+    SystemLogSyslog log;
+    log.write("Installer failed: got a\r\nb\x1B[2J");
+    EXPECT_THAT(::testing::internal::GetCapturedStderr(), EndsWith(": Installer failed: got a  b [2J\n"));
+}
+
 } // namespace
 
 } // namespace InstallerCore

@@ -87,6 +87,13 @@ TEST_F(DirectoryPosixReplaceTest, DirectoryInTheWayStaysAndNothingIsLeftBehind) 
     EXPECT_THAT(directory()->names(), testing::ElementsAre("entry"));
 }
 
+TEST_F(DirectoryPosixReplaceTest, WhatAKilledProcessLeftIsCleared) {
+    writeFile(path() / ".new-entry", "half");
+    directory()->replace("entry", asBytes("text"));
+    EXPECT_EQ(readFile(place()), "text");
+    EXPECT_THAT(directory()->names(), testing::ElementsAre("entry"));
+}
+
 TEST_F(DirectoryPosixReplaceTest, UnusableNameLeavesNothingBehind) {
     expectPlatformError(FileErrorCode::writeInvalidName,
                         [this] { directory()->replace(std::string(256, 'n'), asBytes("text")); });

@@ -4,6 +4,7 @@
 #include "InstallerCore/config/ErrorText.h"
 #include "InstallerCore/config/InstallerError.h"
 #include "InstallerCore/feed/FeedLines.h"
+#include "InstallerCore/platform/Digests.h"
 #include "InstallerCore/support/Base64.h"
 #include "InstallerCore/support/CheckedArithmetic.h"
 #include "InstallerCore/support/ParseInteger.h"
@@ -21,7 +22,6 @@ namespace {
 
 constexpr std::int64_t largestImage = 19'999'999'999;
 constexpr std::int64_t installedToImageSize = 4; // an estimate; the feed does not tell
-constexpr std::size_t sha512Size = 64;
 
 std::string decodeText(ByteView data) {
     require(std::ssize(data) <= largestFeed, ErrorText::manifestTooLarge);
@@ -52,7 +52,7 @@ std::string architectureOf(std::string_view fileName, const std::string& version
 
 std::string hexadecimalHash(const std::optional<std::string>& base64) {
     const auto bytes = base64 ? decodeBase64(*base64) : std::nullopt;
-    require(bytes && bytes->size() == sha512Size, ErrorText::invalidArtifactSizeOrHash);
+    require(bytes && bytes->size() == Sha512::size, ErrorText::invalidArtifactSizeOrHash);
     require(encodeBase64(*bytes) == *base64, ErrorText::invalidArtifactSizeOrHash);
     return hexadecimal(*bytes);
 }

@@ -226,6 +226,7 @@ TEST_F(FilesPosixTest, OnlyADirectoryIsOpenedAsOne) {
     expectPlatformError(FileErrorCode::readNoSuchFile,
                         [this] { static_cast<void>(files_.openDirectory(place("missing"))); });
     EXPECT_NE(files_.openDirectory(folder_.path()), nullptr);
+    EXPECT_NE(files_.openDirectory(""), nullptr); // the parent of a bare file name
 }
 
 TEST_F(FilesPosixTest, ReadingFollowsLinksToTheFile) {

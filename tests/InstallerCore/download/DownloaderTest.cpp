@@ -44,7 +44,7 @@ protected:
         }
     }
 
-    // The waits so far, in seconds, each recognised by its tenths between two requests.
+    // How many steps of a tenth of a second were waited so far.
     [[nodiscard]] std::size_t sleeps() const {
         for (const auto step : test.clock.sleeps()) {
             EXPECT_EQ(step, std::chrono::milliseconds(100));
@@ -94,7 +94,9 @@ TEST_F(DownloaderTest, LinkToTheVerifiedImageCounts) {
 
 TEST_F(DownloaderTest, HashIsComparedAsWritten) {
     plant(content());
-    artifact.sha512[0] = artifact.sha512[0] == 'a' ? 'A' : '0';
+    const std::size_t letter = artifact.sha512.find_first_of("abcdef");
+    ASSERT_NE(letter, std::string::npos);
+    artifact.sha512[letter] = static_cast<char>(artifact.sha512[letter] - 'a' + 'A');
     test.http.expect(whole());
     expectInstallerError("Downloaded file hash mismatch", [&] { download(); });
 }

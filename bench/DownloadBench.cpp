@@ -5,11 +5,7 @@
 #include "InstallerCore/config/Config.h"
 #include "InstallerCore/download/Transfer.h"
 #include "bench/Measure.h"
-#include "hosts/linux/DigestsOpenSsl.h"
-#include "hosts/linux/SystemInfoLinux.h"
-#include "hosts/linux/SystemLogSyslog.h"
-#include "hosts/posix/ClockSystem.h"
-#include "hosts/posix/FilesPosix.h"
+#include "hosts/linux/LinuxHost.h"
 #include "rehearsal/LoopbackHttp.h"
 #include "rehearsal/ReleaseServer.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -78,12 +74,8 @@ private:
 
     void download(const std::string& name, const std::filesystem::path& target) const {
         Rehearsal::LoopbackHttp http({host}, server_.port(), directory_ / "authority.pem");
-        FilesPosix files(directory_.path());
-        DigestsOpenSsl digests;
-        ClockSystem clock;
-        SystemInfoLinux system;
-        SystemLogSyslog log;
-        const Platform platform{http, files, digests, clock, system, log};
+        const LinuxHost host(directory_.path());
+        const Platform platform = Rehearsal::over(http, host.platform());
         const Config config{.allowedHosts = {host}};
         const auto size = std::filesystem::file_size(directory_ / "release" / name);
         Transfer transfer({.config = config,

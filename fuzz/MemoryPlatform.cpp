@@ -1,5 +1,10 @@
 #include "fuzz/MemoryPlatform.h"
 
+#include "InstallerCore/platform/CodeSigning.h"
+#include "InstallerCore/platform/Folders.h"
+#include "InstallerCore/platform/Processes.h"
+#include "InstallerCore/platform/PropertyLists.h"
+#include "InstallerCore/platform/Workspace.h"
 #include "InstallerCore/support/PlatformError.h"
 #include "fuzz/Check.h"
 
@@ -112,10 +117,6 @@ public:
         unused("no file by its path");
     }
 
-    std::int64_t availableSpace(const std::filesystem::path&) const override {
-        unused("no look at the free space");
-    }
-
 private:
     Entries& entries_;
 };
@@ -136,10 +137,48 @@ class NoClock final : public Clock {
 
 class NoSystemInfo final : public SystemInfo {
     bool hasArm64() const noexcept override { unused("no look at the machine"); }
+
+    SystemVersion version() const noexcept override { unused("no look at the system"); }
 };
 
 class NoLog final : public SystemLog {
     void write(std::string_view) noexcept override { unused("no line in the system's log"); }
+};
+
+class NoFolders final : public Folders {
+    std::unique_ptr<Folder> open(const std::filesystem::path&) const override { unused("no folder"); }
+
+    bool exists(const std::filesystem::path&) const override { unused("no look at a path"); }
+
+    bool isWritable(const std::filesystem::path&) const override { unused("no look at permissions"); }
+
+    std::optional<std::int64_t> availableSpace(const std::filesystem::path&) const override {
+        unused("no look at the free space");
+    }
+};
+
+class NoProcesses final : public Processes {
+    ProcessResult run(const std::string&, const std::vector<std::string>&, ErrorOutput) override {
+        unused("no tool");
+    }
+
+    void startDetached(const std::string&, const std::vector<std::string>&) override { unused("no tool"); }
+
+    std::int64_t ownIdentifier() const noexcept override { unused("no look at the process"); }
+};
+
+class NoPropertyLists final : public PropertyLists {
+    PropertyValue parse(ByteView) const override { unused("no property list"); }
+};
+
+class NoSignatures final : public CodeSigning {
+    std::unique_ptr<StaticCode> staticCode(const std::filesystem::path&) const override { unused("no code"); }
+
+    std::unique_ptr<SigningRequirement> requirement(const std::string&) const override { unused("no code"); }
+};
+
+class NoWorkspace final : public Workspace {
+    bool isRunning(const std::string&) const override { unused("no look at applications"); }
 };
 
 } // namespace
@@ -153,12 +192,18 @@ struct MemoryPlatform::Services {
     NoClock clock;
     NoSystemInfo system;
     NoLog log;
+    NoFolders folders;
+    NoProcesses processes;
+    NoPropertyLists propertyLists;
+    NoSignatures codeSigning;
+    NoWorkspace workspace;
 };
 
 MemoryPlatform::MemoryPlatform()
     : services_(std::make_unique<Services>(entries)),
-      platform_{services_->http,  services_->files,  services_->digests,
-                services_->clock, services_->system, services_->log} {}
+      platform_{services_->http,          services_->files,       services_->digests,  services_->clock,
+                services_->system,        services_->log,         services_->folders,  services_->processes,
+                services_->propertyLists, services_->codeSigning, services_->workspace} {}
 
 MemoryPlatform::~MemoryPlatform() = default;
 

@@ -29,4 +29,9 @@ void LoopbackHttp::configure(CURL* handle) const {
     setOption(handle, CURLOPT_PROXY, "");
 }
 
+Platform over(Http& http, const Platform& host) {
+    return {http,         host.files,     host.digests,       host.clock,       host.system,    host.log,
+            host.folders, host.processes, host.propertyLists, host.codeSigning, host.workspace, host.paths};
+}
+
 } // namespace InstallerCore::Rehearsal

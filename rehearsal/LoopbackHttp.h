@@ -1,5 +1,6 @@
 #pragma once
 
+#include "InstallerCore/platform/Platform.h"
 #include "hosts/linux/CurlHandles.h"
 #include "hosts/linux/HttpCurl.h"
 
@@ -25,5 +26,8 @@ private:
     CurlList routes_;
     std::filesystem::path authority_;
 };
+
+// The same services but for the network.
+[[nodiscard]] Platform over(Http& http, const Platform& host);
 
 } // namespace InstallerCore::Rehearsal

@@ -11,11 +11,7 @@
 #include "InstallerCore/install/PendingInstallation.h"
 #include "InstallerCore/platform/Platform.h"
 #include "KavioInstaller/EntryPoint.h"
-#include "hosts/linux/DigestsOpenSsl.h"
-#include "hosts/linux/SystemInfoLinux.h"
-#include "hosts/linux/SystemLogSyslog.h"
-#include "hosts/posix/ClockSystem.h"
-#include "hosts/posix/FilesPosix.h"
+#include "hosts/linux/LinuxHost.h"
 #include "rehearsal/LoopbackHttp.h"
 #include "rehearsal/ReleaseServer.h"
 #include "rehearsal/SampleRelease.h"
@@ -116,13 +112,9 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
         std::filesystem::create_directories(path);
     }
 
-    FilesPosix files(home);
-    DigestsOpenSsl digests;
-    ClockSystem clock;
-    SystemInfoLinux system;
-    SystemLogSyslog log;
+    const LinuxHost host(home);
     say("Making a release of two images of " + std::to_string(imageSize >> 20U) + " MiB.");
-    writeSampleRelease(config, version, imageSize, digests, documents);
+    writeSampleRelease(config, version, imageSize, host.platform().digests, documents);
 
     const CertificateAuthority authority;
     writePrivateFile(directory / "authority.pem", authority.certificate());
@@ -132,8 +124,7 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
                          .http2 = true,
                          .locations = ""});
     LoopbackHttp http(config.allowedHosts, nginx.port(), directory / "authority.pem");
-    const Platform platform{
-        .http = http, .files = files, .digests = digests, .clock = clock, .system = system, .log = log};
+    const Platform platform = over(http, host.platform());
 
     say("\nFirst run, interrupted half-way:");
     const Outcome first = runOnce(config, imageSize / 2, platform);

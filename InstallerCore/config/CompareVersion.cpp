@@ -2,6 +2,7 @@
 
 #include "InstallerCore/config/ErrorText.h"
 #include "InstallerCore/config/InstallerError.h"
+#include "InstallerCore/support/Ascii.h"
 #include "InstallerCore/support/ParseInteger.h"
 #include "InstallerCore/support/Split.h"
 
@@ -18,8 +19,7 @@ constexpr std::size_t componentCount = 3;
 using Parts = std::array<std::int64_t, componentCount>;
 
 bool areDigits(std::string_view text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return !text.empty() && std::all_of(text.begin(), text.end(), Ascii::isDigit);
 }
 
 Parts parts(std::string_view version) {

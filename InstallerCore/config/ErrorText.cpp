@@ -54,4 +54,16 @@ std::string ejectionDeferred(std::string_view description) {
     return join("Installer disk image ejection deferred: ", description);
 }
 
+std::string recoveryRefused(const RefusedRecovery& refused) {
+    return join("Installer recovery refused: ", refused.directory)
+        .append(", phase ")
+        .append(refused.phase)
+        .append(", version ")
+        .append(refused.version)
+        .append(", installed ")
+        .append(refused.installedVersion)
+        .append(": ")
+        .append(refused.reason);
+}
+
 } // namespace InstallerCore::ErrorText

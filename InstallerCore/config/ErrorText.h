@@ -97,4 +97,15 @@ inline constexpr std::string_view alreadyRunning = "Another Kavio installer is a
 [[nodiscard]] std::string unableToDetach(std::string_view description);
 [[nodiscard]] std::string ejectionDeferred(std::string_view description);
 
+// What support needs to know when recovery leaves a staging directory as it is.
+struct RefusedRecovery {
+    std::string_view directory;
+    std::string_view phase;
+    std::string_view version; // that was being installed
+    std::string_view installedVersion;
+    std::string_view reason;
+};
+
+[[nodiscard]] std::string recoveryRefused(const RefusedRecovery& refused);
+
 } // namespace InstallerCore::ErrorText

@@ -4,6 +4,7 @@
 #include "InstallerCore/config/InstallerError.h"
 #include "InstallerCore/download/DownloadCache.h"
 #include "InstallerCore/platform/ReadText.h"
+#include "InstallerCore/support/Ascii.h"
 #include "InstallerCore/support/PlatformError.h"
 
 #include <algorithm>
@@ -31,10 +32,7 @@ std::unique_ptr<FileHandle> openRegularFile(Directory& directory, const std::str
 
 // A control character in it, a line break above all, would make more of the request than one header.
 bool canBeHeaderValue(const std::string& text) {
-    return !text.empty() && std::none_of(text.begin(), text.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7F;
-    });
+    return !text.empty() && std::none_of(text.begin(), text.end(), Ascii::isControl);
 }
 
 } // namespace

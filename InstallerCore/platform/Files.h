@@ -113,9 +113,6 @@ public:
     // Opens for reading what the path leads to, links followed. Anything but a regular file gives
     // FileErrorCode::notRegularFile without blocking.
     [[nodiscard]] virtual std::unique_ptr<FileHandle> openForReading(const std::filesystem::path& path) = 0;
-
-    // Bytes that this user can still write on the volume of the path.
-    [[nodiscard]] virtual std::int64_t availableSpace(const std::filesystem::path& path) const = 0;
 };
 
 } // namespace InstallerCore

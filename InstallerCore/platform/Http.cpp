@@ -1,18 +1,16 @@
 #include "InstallerCore/platform/Http.h"
 
+#include "InstallerCore/support/Ascii.h"
+
 #include <algorithm>
 
 namespace InstallerCore {
 
 namespace {
 
-char lowerCase(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
 bool sameHeaderName(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return lowerCase(x) == lowerCase(y); });
+                      [](char x, char y) { return Ascii::lowerCase(x) == Ascii::lowerCase(y); });
 }
 
 } // namespace

@@ -1,13 +1,30 @@
 #pragma once
 
+#include <string>
+
 namespace InstallerCore {
 
 class Clock;
+class CodeSigning;
 class Digests;
 class Files;
+class Folders;
 class Http;
+class Processes;
+class PropertyLists;
 class SystemInfo;
 class SystemLog;
+class Workspace;
+
+// Where the tools of the system are. A main that serves another root directory names the tools and the
+// volumes of that root.
+struct SystemPaths {
+    std::string hdiutil = "/usr/bin/hdiutil";
+    std::string ditto = "/usr/bin/ditto";
+    std::string spctl = "/usr/sbin/spctl";
+    std::string shell = "/bin/sh";
+    std::string volumes = "/Volumes"; // below it, images are mounted
+};
 
 // The services that the core runs on. A main (or a test's fixture) builds one; it owns nothing, so the
 // services must outlive it.
@@ -18,6 +35,12 @@ struct Platform {
     Clock& clock;
     SystemInfo& system;
     SystemLog& log;
+    Folders& folders;
+    Processes& processes;
+    PropertyLists& propertyLists;
+    CodeSigning& codeSigning;
+    Workspace& workspace;
+    SystemPaths paths{};
 
     // The process-wide host, the default of every operation that needs one. Aborts when a main has not
     // chosen it.

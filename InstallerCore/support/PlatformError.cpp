@@ -65,6 +65,26 @@ const char* describe(FileErrorCode code) {
     std::abort();
 }
 
+const char* describe(PropertyListErrorCode code) {
+    switch (code) {
+    case PropertyListErrorCode::corrupt:
+        return "The property list could not be read.";
+    }
+    std::abort();
+}
+
+const char* describe(ProcessErrorCode code) {
+    switch (code) {
+    case ProcessErrorCode::cannotLaunch:
+        return "The program could not be started.";
+    case ProcessErrorCode::noSuchExecutable:
+        return "The program does not exist.";
+    case ProcessErrorCode::notExecutable:
+        return "There is no permission to start the program.";
+    }
+    std::abort();
+}
+
 } // namespace
 
 PlatformError::PlatformError(UrlErrorCode code)
@@ -72,6 +92,12 @@ PlatformError::PlatformError(UrlErrorCode code)
 
 PlatformError::PlatformError(FileErrorCode code)
     : domain_(ErrorDomain::file), code_(static_cast<int>(code)), description_(describe(code)) {}
+
+PlatformError::PlatformError(PropertyListErrorCode code)
+    : domain_(ErrorDomain::propertyList), code_(static_cast<int>(code)), description_(describe(code)) {}
+
+PlatformError::PlatformError(ProcessErrorCode code)
+    : domain_(ErrorDomain::processLaunch), code_(static_cast<int>(code)), description_(describe(code)) {}
 
 PlatformError::PlatformError(JsonErrorCode code, std::string description)
     : domain_(ErrorDomain::json), code_(static_cast<int>(code)), description_(std::move(description)) {}

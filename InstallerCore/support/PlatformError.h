@@ -51,6 +51,18 @@ enum class JsonErrorCode {
     typeMismatch = 4864,
 };
 
+// Codes of ErrorDomain::propertyList, numbered as Apple's general error domain numbers them.
+enum class PropertyListErrorCode {
+    corrupt = 3840,
+};
+
+// Codes of ErrorDomain::processLaunch, ours.
+enum class ProcessErrorCode {
+    cannotLaunch = 1,
+    noSuchExecutable = 2,
+    notExecutable = 3,
+};
+
 // A failure of the system underneath, passed through unchanged. Hosts map errno, library and framework codes
 // to this family once; nobody wraps it.
 //
@@ -61,6 +73,8 @@ public:
     // Each of these carries the one fixed description of its code.
     explicit PlatformError(UrlErrorCode code);
     explicit PlatformError(FileErrorCode code);
+    explicit PlatformError(PropertyListErrorCode code);
+    explicit PlatformError(ProcessErrorCode code);
 
     // A JSON description may name a key of our own formats.
     PlatformError(JsonErrorCode code, std::string description);

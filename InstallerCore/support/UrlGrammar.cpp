@@ -1,5 +1,7 @@
 #include "InstallerCore/support/UrlGrammar.h"
 
+#include "InstallerCore/support/Ascii.h"
+
 #include <algorithm>
 
 namespace InstallerCore::UrlGrammar {
@@ -12,16 +14,8 @@ bool isAlpha(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 bool isUnreserved(char c) {
-    return isAlpha(c) || isDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
+    return isAlpha(c) || Ascii::isDigit(c) || c == '-' || c == '.' || c == '_' || c == '~';
 }
 
 bool isSubDelim(char c) {
@@ -29,7 +23,7 @@ bool isSubDelim(char c) {
 }
 
 bool areDigits(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), isDigit);
+    return std::all_of(text.begin(), text.end(), Ascii::isDigit);
 }
 
 // Any number of unreserved characters, percent-encoded octets, sub-delimiters and the additional characters.
@@ -37,7 +31,8 @@ bool isEncoded(std::string_view text, std::string_view additional) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         if (c == '%') {
-            if (text.size() - i < 3 || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) {
+            if (text.size() - i < 3 || !Ascii::isHexadecimalDigit(text[i + 1]) ||
+                !Ascii::isHexadecimalDigit(text[i + 2])) {
                 return false;
             }
             i += 2;
@@ -67,7 +62,8 @@ bool isIPv4Address(std::string_view text) {
 }
 
 bool isH16(std::string_view text) {
-    return !text.empty() && text.size() <= 4 && std::all_of(text.begin(), text.end(), isHexDigit);
+    return !text.empty() && text.size() <= 4 &&
+           std::all_of(text.begin(), text.end(), Ascii::isHexadecimalDigit);
 }
 
 constexpr int notAGroupList = -1;
@@ -118,16 +114,17 @@ bool isIPvFuture(std::string_view text) {
     }
     const std::string_view version = text.substr(1, dot - 1);
     const std::string_view address = text.substr(dot + 1);
-    return !version.empty() && std::all_of(version.begin(), version.end(), isHexDigit) && !address.empty() &&
-           std::all_of(address.begin(), address.end(),
-                       [](char c) { return isUnreserved(c) || isSubDelim(c) || c == ':'; });
+    return !version.empty() && std::all_of(version.begin(), version.end(), Ascii::isHexadecimalDigit) &&
+           !address.empty() && std::all_of(address.begin(), address.end(), [](char c) {
+               return isUnreserved(c) || isSubDelim(c) || c == ':';
+           });
 }
 
 } // namespace
 
 bool isScheme(std::string_view text) {
     return !text.empty() && isAlpha(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
-        return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+        return isAlpha(c) || Ascii::isDigit(c) || c == '+' || c == '-' || c == '.';
     });
 }
 

@@ -1,10 +1,10 @@
 #include "hosts/linux/HttpCurlExchange.h"
 
+#include "InstallerCore/support/Ascii.h"
 #include "hosts/linux/CurlHandles.h"
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 
 namespace InstallerCore {
 
@@ -23,8 +23,7 @@ bool isRedirect(int status) {
 // The last transfer coding is the one that says where the body ends.
 bool endsInChunks(const HttpResponse& answer) {
     std::string codings = answer.header("Transfer-Encoding").value_or("");
-    std::transform(codings.begin(), codings.end(), codings.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(codings.begin(), codings.end(), codings.begin(), Ascii::lowerCase);
     return codings.ends_with("chunked");
 }
 

@@ -3,18 +3,25 @@
 #include "InstallerCore/platform/Platform.h"
 #include "hosts/linux/DigestsOpenSsl.h"
 #include "hosts/linux/HttpCurl.h"
+#include "hosts/linux/NoCodeSigning.h"
+#include "hosts/linux/PropertyListsLibplist.h"
 #include "hosts/linux/SystemInfoLinux.h"
 #include "hosts/linux/SystemLogSyslog.h"
+#include "hosts/linux/WorkspaceProc.h"
 #include "hosts/posix/ClockSystem.h"
 #include "hosts/posix/FilesPosix.h"
+#include "hosts/posix/FoldersPosix.h"
+#include "hosts/posix/ProcessesPosix.h"
 
 namespace InstallerCore {
 
 // The services of a Linux machine, for a main to own as long as the process lives.
 class LinuxHost {
 public:
-    // Throws PlatformError when the current user has no home directory.
-    LinuxHost() : files_(currentUsersHome()) {}
+    // For the user's own home. Throws PlatformError when the current user has none.
+    LinuxHost() : LinuxHost(currentUsersHome()) {}
+
+    explicit LinuxHost(std::filesystem::path home) : files_(std::move(home)) {}
 
     LinuxHost(const LinuxHost&) = delete; // platform() refers to this very object
     LinuxHost& operator=(const LinuxHost&) = delete;
@@ -28,7 +35,13 @@ private:
     ClockSystem clock_;
     SystemInfoLinux system_;
     SystemLogSyslog log_;
-    Platform platform_{http_, files_, digests_, clock_, system_, log_};
+    FoldersPosix folders_;
+    ProcessesPosix processes_;
+    PropertyListsLibplist propertyLists_;
+    NoCodeSigning codeSigning_;
+    WorkspaceProc workspace_{files_, propertyLists_};
+    Platform platform_{http_,    files_,     digests_,       clock_,       system_,   log_,
+                       folders_, processes_, propertyLists_, codeSigning_, workspace_};
 };
 
 } // namespace InstallerCore

@@ -11,4 +11,8 @@ bool SystemInfoLinux::hasArm64() const noexcept {
     return ::uname(&names) == 0 && std::string_view(&names.machine[0]) == "aarch64";
 }
 
+SystemVersion SystemInfoLinux::version() const noexcept {
+    return {.major = 14, .minor = 0, .patch = 0};
+}
+
 } // namespace InstallerCore

@@ -1,5 +1,7 @@
 #include "hosts/linux/SystemLogSyslog.h"
 
+#include "InstallerCore/support/Ascii.h"
+
 #include <syslog.h>
 
 #include <algorithm>
@@ -8,15 +10,6 @@
 
 namespace InstallerCore {
 
-namespace {
-
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7F;
-}
-
-} // namespace
-
 SystemLogSyslog::SystemLogSyslog() noexcept {
     ::openlog("KavioInstaller", LOG_PERROR, LOG_USER);
 }
@@ -24,7 +17,8 @@ SystemLogSyslog::SystemLogSyslog() noexcept {
 void SystemLogSyslog::write(std::string_view line) noexcept {
     try {
         std::string printable(line);
-        std::replace_if(printable.begin(), printable.end(), isControl, ' '); // a server may have sent it
+        std::replace_if(printable.begin(), printable.end(), Ascii::isControl,
+                        ' '); // a server may have sent it
         ::syslog(LOG_NOTICE, "%s", printable.c_str());
     } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): want of memory
     }

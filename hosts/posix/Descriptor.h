@@ -9,7 +9,9 @@ namespace InstallerCore {
 // Owns a file descriptor; -1 is none.
 class Descriptor {
 public:
-    explicit Descriptor(int fd = -1) noexcept : fd_(fd) {}
+    Descriptor() noexcept = default;
+
+    explicit Descriptor(int fd) noexcept : fd_(fd) {}
 
     Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
 
@@ -32,7 +34,7 @@ public:
     [[nodiscard]] int release() noexcept { return std::exchange(fd_, -1); }
 
 private:
-    int fd_;
+    int fd_ = -1;
 };
 
 } // namespace InstallerCore

@@ -1,10 +1,10 @@
 #include "hosts/posix/DirectoryPosix.h"
 
 #include "InstallerCore/support/PlatformError.h"
+#include "hosts/posix/EntryNames.h"
 #include "hosts/posix/FileHandlePosix.h"
 #include "hosts/posix/PosixError.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -139,30 +139,11 @@ Descriptor openRegularFile(int directory, const char* path, FileAccess access, L
 }
 
 std::vector<std::string> DirectoryPosix::names() const {
-    // A descriptor of its own, since reading moves the position.
-    Descriptor listing(::openat(descriptor_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    DIR* const stream = listing.get() < 0 ? nullptr : ::fdopendir(listing.get());
-    if (stream == nullptr) {
+    auto names = entryNames(descriptor_.get());
+    if (!names) {
         throwReadError(errno);
     }
-    static_cast<void>(listing.release()); // the stream's now
-    const std::unique_ptr<DIR, int (*)(DIR*)> closer(stream, ::closedir);
-    std::vector<std::string> result;
-    while (true) {
-        errno = 0;
-        const dirent* const entry = ::readdir(stream); // NOLINT(concurrency-mt-unsafe): a stream of our own
-        if (entry == nullptr) {
-            break;
-        }
-        std::string name = &entry->d_name[0];
-        if (name != "." && name != "..") {
-            result.push_back(std::move(name));
-        }
-    }
-    if (errno != 0) {
-        throwReadError(errno);
-    }
-    return result;
+    return std::move(*names);
 }
 
 FileAttributes DirectoryPosix::attributes(const std::string& name) const {
@@ -206,6 +187,14 @@ void DirectoryPosix::replace(const std::string& name, ByteView bytes) {
     file.synchronize();
     file.close();
     entry.renameTo(name);
+    synchronizeEntries();
+}
+
+// The rename itself is on the disk only once the directory is. Some file systems have no such step.
+void DirectoryPosix::synchronizeEntries() const {
+    if (::fsync(descriptor_.get()) != 0 && errno != EINVAL) {
+        throwWriteError(errno);
+    }
 }
 
 void DirectoryPosix::remove(const std::string& name) {

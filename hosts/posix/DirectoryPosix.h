@@ -20,8 +20,11 @@ public:
     void remove(const std::string& name) override;
     [[nodiscard]] std::unique_ptr<FileLock> lock(const std::string& name) override;
 
+    [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
+
 private:
     [[nodiscard]] Descriptor createExclusively(const std::string& name) const;
+    void synchronizeEntries() const;
 
     Descriptor descriptor_;
 };

@@ -8,11 +8,9 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <array>
 #include <cerrno>
-#include <limits>
 
 namespace InstallerCore {
 
@@ -79,17 +77,6 @@ std::unique_ptr<Directory> FilesPosix::openDirectory(const std::filesystem::path
 std::unique_ptr<FileHandle> FilesPosix::openForReading(const std::filesystem::path& path) {
     return std::make_unique<FileHandlePosix>(
         openRegularFile(AT_FDCWD, path.c_str(), FileAccess::read, Links::followed));
-}
-
-std::int64_t FilesPosix::availableSpace(const std::filesystem::path& path) const {
-    struct statvfs volume{};
-    if (::statvfs(path.c_str(), &volume) != 0) {
-        throwReadError(errno);
-    }
-    std::int64_t space = 0;
-    // More than fits can only mean plenty.
-    const bool overflow = __builtin_mul_overflow(volume.f_bavail, volume.f_frsize, &space);
-    return overflow ? std::numeric_limits<std::int64_t>::max() : space;
 }
 
 std::filesystem::path currentUsersHome() {

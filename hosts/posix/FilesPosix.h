@@ -16,7 +16,6 @@ public:
     void makePrivate(const std::filesystem::path& directory) override;
     [[nodiscard]] std::unique_ptr<Directory> openDirectory(const std::filesystem::path& path) override;
     [[nodiscard]] std::unique_ptr<FileHandle> openForReading(const std::filesystem::path& path) override;
-    [[nodiscard]] std::int64_t availableSpace(const std::filesystem::path& path) const override;
 
 private:
     std::filesystem::path home_;

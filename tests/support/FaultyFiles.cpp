@@ -48,8 +48,11 @@ private:
 
 class FaultyDirectory final : public Directory {
 public:
-    FaultyDirectory(std::unique_ptr<Directory> real, FaultyFiles& faults)
-        : real_(std::move(real)), faults_(faults) {}
+    FaultyDirectory(std::unique_ptr<Directory> owned, FaultyFiles& faults)
+        : owned_(std::move(owned)), real_(owned_.get()), faults_(faults) {}
+
+    // Of a directory that somebody else owns.
+    FaultyDirectory(Directory& real, FaultyFiles& faults) : real_(&real), faults_(faults) {}
 
     [[nodiscard]] std::vector<std::string> names() const override {
         faults_.enter("Directory.names");
@@ -91,7 +94,46 @@ public:
     }
 
 private:
-    std::unique_ptr<Directory> real_;
+    std::unique_ptr<Directory> owned_;
+    Directory* real_;
+    FaultyFiles& faults_;
+};
+
+class FaultyFolder final : public Folder {
+public:
+    FaultyFolder(std::unique_ptr<Folder> real, FaultyFiles& faults)
+        : real_(std::move(real)), files_(real_->files(), faults), faults_(faults) {}
+
+    [[nodiscard]] Directory& files() override { return files_; }
+
+    [[nodiscard]] bool exists(const std::string& name) const override {
+        faults_.announce("Folder.exists", name);
+        return real_->exists(name);
+    }
+
+    void createFolder(const std::string& name) override {
+        faults_.enter("Folder.createFolder", name);
+        real_->createFolder(name);
+    }
+
+    [[nodiscard]] std::unique_ptr<Folder> openFolder(const std::string& name) const override {
+        faults_.enter("Folder.openFolder", name);
+        return std::make_unique<FaultyFolder>(real_->openFolder(name), faults_);
+    }
+
+    void move(const std::string& name, Folder& target, const std::string& newName) override {
+        faults_.enter("Folder.move", name + " " + newName);
+        real_->move(name, *dynamic_cast<FaultyFolder&>(target).real_, newName);
+    }
+
+    void removeTree(const std::string& name) override {
+        faults_.enter("Folder.removeTree", name);
+        real_->removeTree(name);
+    }
+
+private:
+    std::unique_ptr<Folder> real_;
+    FaultyDirectory files_;
     FaultyFiles& faults_;
 };
 
@@ -110,12 +152,17 @@ std::vector<std::string> FaultyFiles::calls() const {
     return calls_;
 }
 
-void FaultyFiles::enter(const std::string& operation, const std::string& argument) {
+void FaultyFiles::announce(const std::string& operation, const std::string& argument) {
     if (before) {
         before(operation, argument);
     }
     const std::lock_guard guard(lock_);
     calls_.push_back(operation);
+}
+
+void FaultyFiles::enter(const std::string& operation, const std::string& argument) {
+    announce(operation, argument);
+    const std::lock_guard guard(lock_);
     std::optional<FileErrorCode> failure;
     for (Fault& fault : faults_) {
         const bool meant = !fault.operation || *fault.operation == operation;
@@ -158,8 +205,23 @@ std::unique_ptr<FileHandle> FaultyFiles::openForReading(const std::filesystem::p
     return std::make_unique<FaultyHandle>(real_.openForReading(path), *this);
 }
 
-std::int64_t FaultyFiles::availableSpace(const std::filesystem::path& path) const {
-    self().enter("Files.availableSpace", path);
+std::unique_ptr<Folder> FaultyFolders::open(const std::filesystem::path& path) const {
+    faults_.enter("Folders.open", path);
+    return std::make_unique<FaultyFolder>(real_.open(path), faults_);
+}
+
+bool FaultyFolders::exists(const std::filesystem::path& path) const {
+    faults_.announce("Folders.exists", path);
+    return real_.exists(path);
+}
+
+bool FaultyFolders::isWritable(const std::filesystem::path& path) const {
+    faults_.announce("Folders.isWritable", path);
+    return real_.isWritable(path);
+}
+
+std::optional<std::int64_t> FaultyFolders::availableSpace(const std::filesystem::path& path) const {
+    faults_.enter("Folders.availableSpace", path);
     return real_.availableSpace(path);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InstallerCore/platform/Files.h"
+#include "InstallerCore/platform/Folders.h"
 #include "InstallerCore/support/PlatformError.h"
 
 #include <functional>
@@ -31,7 +32,10 @@ public:
     // The names of all calls so far, in order.
     [[nodiscard]] std::vector<std::string> calls() const;
 
-    // For the wrappers: counts the call and fails when it is to fail.
+    // For the wrappers of operations that cannot fail: counts the call.
+    void announce(const std::string& operation, const std::string& argument = {});
+
+    // For the other wrappers: counts the call and fails when it is to fail.
     void enter(const std::string& operation, const std::string& argument = {});
 
     [[nodiscard]] std::filesystem::path homeDirectory() const override;
@@ -40,7 +44,6 @@ public:
     void makePrivate(const std::filesystem::path& directory) override;
     [[nodiscard]] std::unique_ptr<Directory> openDirectory(const std::filesystem::path& path) override;
     [[nodiscard]] std::unique_ptr<FileHandle> openForReading(const std::filesystem::path& path) override;
-    [[nodiscard]] std::int64_t availableSpace(const std::filesystem::path& path) const override;
 
 private:
     struct Fault {
@@ -56,6 +59,23 @@ private:
     mutable std::mutex lock_;
     std::vector<Fault> faults_;
     std::vector<std::string> calls_;
+};
+
+// The same for folders. They share calls and faults with the files, so that the order of all effects is one
+// list.
+class FaultyFolders final : public Folders {
+public:
+    FaultyFolders(Folders& real, FaultyFiles& faults) : real_(real), faults_(faults) {}
+
+    [[nodiscard]] std::unique_ptr<Folder> open(const std::filesystem::path& path) const override;
+    [[nodiscard]] bool exists(const std::filesystem::path& path) const override;
+    [[nodiscard]] bool isWritable(const std::filesystem::path& path) const override;
+    [[nodiscard]] std::optional<std::int64_t>
+    availableSpace(const std::filesystem::path& path) const override;
+
+private:
+    Folders& real_;
+    FaultyFiles& faults_;
 };
 
 } // namespace InstallerCore::Testing

@@ -26,7 +26,6 @@ public:
     MOCK_METHOD(void, makePrivate, (const std::filesystem::path&), (override));
     MOCK_METHOD(std::unique_ptr<Directory>, openDirectory, (const std::filesystem::path&), (override));
     MOCK_METHOD(std::unique_ptr<FileHandle>, openForReading, (const std::filesystem::path&), (override));
-    MOCK_METHOD(std::int64_t, availableSpace, (const std::filesystem::path&), (const, override));
 };
 
 } // namespace InstallerCore::Testing

@@ -42,6 +42,11 @@ std::vector<std::string> RecordingLog::lines() const {
     return lines_;
 }
 
+Platform TestPlatform::with(Files& otherFiles, Clock& otherClock) {
+    return {http,    otherFiles, digests,       otherClock,  system,   log,
+            folders, processes,  propertyLists, codeSigning, workspace};
+}
+
 std::filesystem::path TestPlatform::cachePath() const {
     return home / "Library/Caches" / BuildConfig::installerIdentifier;
 }

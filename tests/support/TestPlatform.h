@@ -5,8 +5,13 @@
 #include "InstallerCore/platform/SystemInfo.h"
 #include "InstallerCore/platform/SystemLog.h"
 #include "hosts/linux/DigestsOpenSsl.h"
+#include "hosts/linux/PropertyListsLibplist.h"
 #include "hosts/posix/FilesPosix.h"
+#include "hosts/posix/FoldersPosix.h"
+#include "tests/support/FakeCodeSigning.h"
 #include "tests/support/FakeHttp.h"
+#include "tests/support/FakeProcesses.h"
+#include "tests/support/FakeWorkspace.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -49,10 +54,14 @@ class FakeSystemInfo final : public SystemInfo {
 public:
     [[nodiscard]] bool hasArm64() const noexcept override { return arm64; }
 
+    [[nodiscard]] SystemVersion version() const noexcept override { return systemVersion; }
+
     bool arm64 = false;
+    SystemVersion systemVersion{.major = 14, .minor = 0, .patch = 0};
 };
 
-// A platform for one test: real files below a home directory of its own, real digests, everything else fake.
+// A platform for one test: real files, real digests and property lists, everything else fake. The home
+// directory is its own.
 class TestPlatform {
 public:
     TemporaryDirectory home;
@@ -63,7 +72,19 @@ public:
     RecordingLog log;
     FakeSystemInfo system;
     DigestsOpenSsl digests;
-    Platform platform{http, files, digests, clock, system, log};
+    FoldersPosix realFolders;
+    FaultyFolders folders{realFolders, files};
+    FakeProcesses processes;
+    PropertyListsLibplist propertyLists;
+    FakeCodeSigning codeSigning;
+    FakeWorkspace workspace;
+    Platform platform{http,    files,     digests,       clock,       system,   log,
+                      folders, processes, propertyLists, codeSigning, workspace};
+
+    // The same services but for these.
+    [[nodiscard]] Platform with(Files& otherFiles) { return with(otherFiles, clock); }
+
+    [[nodiscard]] Platform with(Files& otherFiles, Clock& otherClock);
 
     // Where privateCache() is below the home; not made yet.
     [[nodiscard]] std::filesystem::path cachePath() const;

@@ -132,6 +132,16 @@ TEST(ErrorTextTest, LogLinesEndInTheDescription) {
     EXPECT_EQ(ErrorText::startupFailed(""), "Installer startup failed: ");
 }
 
+TEST(ErrorTextTest, RefusedRecoveryNamesAllThatSupportNeeds) {
+    EXPECT_EQ(ErrorText::recoveryRefused({.directory = "/Applications/.kavio-install-X",
+                                          .phase = "replacing",
+                                          .version = "2.0.0",
+                                          .installedVersion = "1.0.0",
+                                          .reason = "Application version mismatch"}),
+              "Installer recovery refused: /Applications/.kavio-install-X, phase replacing, version 2.0.0, "
+              "installed 1.0.0: Application version mismatch");
+}
+
 } // namespace
 
 } // namespace InstallerCore

@@ -215,8 +215,7 @@ TEST_F(ExpirySweepTest, EntryWithoutADateStays) {
     EXPECT_CALL(*directory, remove).Times(0);
     MockFiles files;
     EXPECT_CALL(files, openDirectory(cache_)).WillOnce(Return(testing::ByMove(std::move(directory))));
-    cleanExpiredDownloads(cache_,
-                          Platform{test_.http, files, test_.digests, test_.clock, test_.system, test_.log});
+    cleanExpiredDownloads(cache_, test_.with(files));
 }
 
 using RemoveInstalledPackageTest = DownloadCacheCleanUpTest;
@@ -274,7 +273,7 @@ TEST_F(RemoveInstalledPackageTest, EntryOfUnknownTypeStays) {
             EXPECT_CALL(*directory, remove(unknown)).Times(0);
             return directory;
         });
-        const Platform platform{test_.http, files, test_.digests, test_.clock, test_.system, test_.log};
+        const Platform platform = test_.with(files);
         EXPECT_FALSE(DownloadCache::removeInstalledPackage(cache_ / image, platform));
     }
     EXPECT_THAT(test_.log.lines(), IsEmpty());

@@ -128,7 +128,7 @@ TEST(PrivateCacheTest, EntryOfUnknownTypeIsNotTakenForALink) {
     EXPECT_CALL(files, createDirectory);
     EXPECT_CALL(files, attributes).WillOnce(testing::Return(FileAttributes{}));
     EXPECT_CALL(files, makePrivate);
-    const Platform platform{test.http, files, test.digests, test.clock, test.system, test.log};
+    const Platform platform = test.with(files);
     EXPECT_EQ(privateCache(platform).parent_path(), "/home/Library/Caches");
 }
 

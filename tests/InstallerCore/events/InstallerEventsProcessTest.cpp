@@ -63,7 +63,9 @@ TEST_F(InstallerEventsProcessTest, TwoProcessesAtOnceTearAndLoseNoLine) {
     constexpr int recordsEach = 500;
     Program first(recorder("first", recordsEach));
     Program second(recorder("second", recordsEach));
-    first.endInput(); // both have been waiting for it
+    ASSERT_TRUE(first.echoes()); // both run, and wait for the end of their input
+    ASSERT_TRUE(second.echoes());
+    first.endInput();
     second.endInput();
     EXPECT_EQ(first.wait(), 0);
     EXPECT_EQ(second.wait(), 0);

@@ -12,7 +12,7 @@
 
 // record-events HOME EVENT COUNT [locked]
 //
-// Another installer process, for tests: waits for the end of its input, then records the event COUNT times
+// Another installer process, for tests: echoes its input until that ends, then records the event COUNT times
 // below the home directory; with "locked" only if it gets the instance lock. Exit status 0 when every event
 // was recorded, 1 when one was not, 2 when the lock was refused.
 int main(int argc, char** argv) {
@@ -21,12 +21,14 @@ int main(int argc, char** argv) {
     if (argc < 4) {
         return EXIT_FAILURE;
     }
-    while (std::getchar() != EOF) {
+    for (int byte = std::getchar(); byte != EOF; byte = std::getchar()) {
+        std::putchar(byte);
+        static_cast<void>(std::fflush(stdout));
     }
     Testing::TestPlatform test;
     FilesPosix files(argv[1]);
     ClockSystem clock;
-    const Platform platform{test.http, files, test.digests, clock, test.system, test.log};
+    const Platform platform = test.with(files, clock);
 
     std::unique_ptr<FileLock> lock;
     if (argc > 4 && std::string_view(argv[4]) == "locked") {

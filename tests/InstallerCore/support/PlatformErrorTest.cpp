@@ -39,6 +39,10 @@ const std::vector<NumberedError>& allFixedErrors() {
         {PlatformError(FileErrorCode::writeOutOfSpace), ErrorDomain::file, 640},
         {PlatformError(FileErrorCode::writeVolumeReadOnly), ErrorDomain::file, 642},
         {PlatformError(FileErrorCode::notRegularFile), ErrorDomain::file, -1},
+        {PlatformError(PropertyListErrorCode::corrupt), ErrorDomain::propertyList, 3840},
+        {PlatformError(ProcessErrorCode::cannotLaunch), ErrorDomain::processLaunch, 1},
+        {PlatformError(ProcessErrorCode::noSuchExecutable), ErrorDomain::processLaunch, 2},
+        {PlatformError(ProcessErrorCode::notExecutable), ErrorDomain::processLaunch, 3},
     };
     return errors;
 }

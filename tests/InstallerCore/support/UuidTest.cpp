@@ -37,6 +37,33 @@ TEST(UuidTest, AllOtherDigitsTakeEveryValue) {
     }
 }
 
+TEST(UuidTest, FormIsRecognisedInEitherCaseAndAnyVersion) {
+    for (const char* text :
+         {"00000000-0000-0000-0000-000000000000", "0f8fad5b-d9cb-469f-a165-70867728950e",
+          "0F8FAD5B-D9CB-469F-A165-70867728950E", "0f8FAD5b-d9cb-169f-0165-ffffffffffff"}) {
+        EXPECT_TRUE(isUuid(text)) << text;
+    }
+    EXPECT_TRUE(isUuid(randomUuid()));
+}
+
+TEST(UuidTest, EveryOtherCharacterAtEveryPlaceIsRefused) {
+    const std::string uuid = "0f8fad5b-d9cb-469f-a165-70867728950e";
+    for (std::size_t place = 0; place < uuid.size(); ++place) {
+        for (const char c : {'g', 'G', '-', '0', ' ', '/', ':', '@', '`', '\0', '\xE9'}) {
+            std::string text = uuid;
+            text[place] = c;
+            const bool isHyphen = uuid[place] == '-';
+            EXPECT_EQ(isUuid(text), isHyphen ? c == '-' : c == '0') << place << ' ' << c;
+        }
+        EXPECT_FALSE(isUuid(uuid.substr(0, place)));
+        EXPECT_FALSE(isUuid(std::string(uuid).erase(place, 1)));
+        EXPECT_FALSE(isUuid(std::string(uuid).insert(place, 1, '0')));
+    }
+    EXPECT_FALSE(isUuid(uuid + "0"));
+    EXPECT_FALSE(isUuid(uuid + "\n"));
+    EXPECT_FALSE(isUuid("{" + uuid + "}"));
+}
+
 } // namespace
 
 } // namespace InstallerCore

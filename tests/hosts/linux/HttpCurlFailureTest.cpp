@@ -55,10 +55,15 @@ TEST_F(HttpCurlFailureTest, RefusedConnection) {
     expectError(UrlErrorCode::cannotConnect);
 }
 
+// A name of more than 63 characters between full stops cannot have an address, so no resolver is asked for
+// one.
 TEST_F(HttpCurlFailureTest, NameWithoutAnAddress) {
+    const Testing::NoProxy noProxy;
+    constexpr std::size_t tooLong = 64;
     HttpCurl http;
-    const auto task =
-        http.start({.url = Url::parse("https://name.invalid/feed").value(), .headers = {}}, delegate);
+    const auto task = http.start(
+        {.url = Url::parse("https://" + std::string(tooLong, 'n') + ".invalid/feed").value(), .headers = {}},
+        delegate);
     delegate.await();
     expectCalls({"completed"});
     expectError(UrlErrorCode::cannotFindHost);

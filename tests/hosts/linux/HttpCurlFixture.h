@@ -3,6 +3,7 @@
 #include "InstallerCore/support/PlatformError.h"
 #include "InstallerCore/support/Semaphore.h"
 #include "rehearsal/LoopbackHttp.h"
+#include "tests/support/EnvironmentVariable.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/support/TemporaryDirectory.h"
 

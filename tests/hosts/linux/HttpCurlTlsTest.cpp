@@ -6,7 +6,6 @@
 #include <openssl/ssl.h>
 #include <sys/socket.h>
 
-#include <cstdlib>
 #include <utility>
 
 namespace InstallerCore {
@@ -14,35 +13,10 @@ namespace InstallerCore {
 namespace {
 
 using ::testing::ElementsAre;
+using Testing::EnvironmentVariable;
 using Testing::okResponse;
 using Testing::ScriptedPeer;
 using Testing::ScriptedServer;
-
-// A variable of the process's environment while this lives. No transfer may run when it comes or goes.
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const std::string& value) : name_(name) {
-        if (const char* const old = std::getenv(name)) {
-            old_ = old;
-        }
-        ::setenv(name, value.c_str(), 1);
-    }
-
-    EnvironmentVariable(const EnvironmentVariable&) = delete;
-    EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-
-    ~EnvironmentVariable() {
-        if (old_) {
-            ::setenv(name_, old_->c_str(), 1);
-        } else {
-            ::unsetenv(name_);
-        }
-    }
-
-private:
-    const char* name_;
-    std::optional<std::string> old_;
-};
 
 // The transport of the product but for the authority that it trusts, when one is given, and for where it
 // finds the host, when a port is.
@@ -153,7 +127,7 @@ TEST_F(HttpCurlTlsTest, EnvironmentBringsNoTrust) {
     const EnvironmentVariable certificateFile("SSL_CERT_FILE", file);
     const EnvironmentVariable certificateDirectory("SSL_CERT_DIR", directory.path());
     const EnvironmentVariable bundle("CURL_CA_BUNDLE", file);
-    const EnvironmentVariable noProxy("NO_PROXY", "*");
+    const Testing::NoProxy noProxy;
     NearlyProduction http("", server.port());
     fetchBy(http);
     expectCalls({"completed"});

@@ -1,9 +1,11 @@
 #include "hosts/linux/LinuxHost.h"
 
 #include "InstallerCore/download/HashFile.h"
+#include "InstallerCore/install/RunTool.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <type_traits>
 
@@ -24,6 +26,28 @@ TEST(LinuxHostTest, ServicesAreTheSystemsOwn) {
     EXPECT_EQ(dynamic_cast<const HttpCurl&>(platform.http).timeouts().idle, std::chrono::seconds(30));
     const auto before = std::chrono::system_clock::now();
     EXPECT_GE(platform.clock.now(), before);
+}
+
+TEST(LinuxHostTest, InstallationRunsOnTheSystemsOwn) {
+    const LinuxHost host;
+    const Platform& platform = host.platform();
+    EXPECT_EQ(platform.processes.ownIdentifier(), ::getpid());
+    EXPECT_EQ(asText(run("/bin/echo", {"word"}, platform)), "word\n");
+    EXPECT_TRUE(platform.folders.exists("/proc"));
+    EXPECT_NE(platform.propertyLists.parse(asBytes("<plist><dict/></plist>")).dictionary(), nullptr);
+    EXPECT_FALSE(platform.workspace.isRunning("test.kavio.never"));
+    EXPECT_EQ(platform.paths.hdiutil, "/usr/bin/hdiutil");
+    EXPECT_EQ(platform.paths.ditto, "/usr/bin/ditto");
+    EXPECT_EQ(platform.paths.spctl, "/usr/sbin/spctl");
+    EXPECT_EQ(platform.paths.shell, "/bin/sh");
+    EXPECT_EQ(platform.paths.volumes, "/Volumes");
+}
+
+// Until signatures can be checked, no application is accepted.
+TEST(LinuxHostTest, NothingCountsAsSigned) {
+    const LinuxHost host;
+    EXPECT_EQ(host.platform().codeSigning.staticCode("/bin/sh"), nullptr);
+    EXPECT_EQ(host.platform().codeSigning.requirement("anchor apple generic"), nullptr);
 }
 
 TEST(LinuxHostTest, CoreRunsOnIt) {

@@ -1,5 +1,6 @@
 #include "InstallerCore/support/PlatformError.h"
 #include "hosts/posix/FilesPosix.h"
+#include "tests/hosts/posix/SystemCalls.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Expect.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -9,7 +10,9 @@
 #include <sys/resource.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -44,6 +47,45 @@ TEST_F(DirectoryPosixReplaceTest, WritesTheWholeContentForTheOwnerOnly) {
         directory()->replace("entry", asBytes(content));
         EXPECT_EQ(readFile(place()), content);
         EXPECT_EQ(permissionsOf(place()), 0600U);
+        EXPECT_THAT(directory()->names(), testing::ElementsAre("entry"));
+    }
+}
+
+TEST_F(DirectoryPosixReplaceTest, FileAndThenDirectoryAreOnTheDiskAroundTheRename) {
+    const auto target = directory();
+    std::vector<std::string> calls;
+    Testing::beforeSystemCall = [&](const std::string& call) {
+        if (call == "fsync" || call == "renameat") {
+            calls.push_back(call);
+        }
+    };
+    target->replace("entry", asBytes("text"));
+    Testing::beforeSystemCall = nullptr;
+    EXPECT_THAT(calls, testing::ElementsAre("fsync", "renameat", "fsync"));
+}
+
+TEST_F(DirectoryPosixReplaceTest, ContentThatDoesNotReachTheDiskReplacesNothing) {
+    directory()->replace("entry", asBytes("old"));
+    const Testing::FailingCall failing("fsync", EIO);
+    expectPlatformError(FileErrorCode::writeUnknown,
+                        [this] { directory()->replace("entry", asBytes("new")); });
+    EXPECT_EQ(readFile(place()), "old");
+    EXPECT_THAT(directory()->names(), testing::ElementsAre("entry"));
+}
+
+TEST_F(DirectoryPosixReplaceTest, NameThatDoesNotReachTheDiskIsToldButStays) {
+    for (const int error : {EIO, EINVAL}) {
+        directory()->replace("entry", asBytes("old"));
+        std::optional<Testing::FailingCall> failing;
+        const Testing::StepIn stepIn("renameat", [&] { failing.emplace("fsync", error); });
+        if (error == EINVAL) { // of a file system that has no such step
+            directory()->replace("entry", asBytes("new"));
+        } else {
+            expectPlatformError(FileErrorCode::writeUnknown,
+                                [this] { directory()->replace("entry", asBytes("new")); });
+        }
+        EXPECT_TRUE(stepIn.done());
+        EXPECT_EQ(readFile(place()), "new");
         EXPECT_THAT(directory()->names(), testing::ElementsAre("entry"));
     }
 }

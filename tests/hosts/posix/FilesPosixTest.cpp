@@ -10,7 +10,6 @@
 #include <pwd.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -146,8 +145,6 @@ TEST_F(FilesPosixTest, MissingPermissionIsAnError) {
                             [&] { static_cast<void>(files.openDirectory(closed)); });
         expectPlatformError(FileErrorCode::readNoPermission,
                             [&] { static_cast<void>(files.openForReading(closed / "file")); });
-        expectPlatformError(FileErrorCode::readNoPermission,
-                            [&] { static_cast<void>(files.availableSpace(closed / "file")); });
         files.makePrivate(closed); // the owner may
         EXPECT_EQ(files.attributes(closed / "file").size, 4);
     });
@@ -273,39 +270,6 @@ TEST_F(FilesPosixTest, LinksInACircleAreAnError) {
     expectPlatformError(FileErrorCode::notRegularFile,
                         [this] { static_cast<void>(files_.openForReading(place("a"))); });
     EXPECT_THROW(files_.createDirectory(place("a")), PlatformError);
-}
-
-TEST_F(FilesPosixTest, AvailableSpaceIsWhatThisUserCanStillWrite) {
-    runInChild([this] {
-        constexpr std::int64_t volumeSize = 1'048'576;
-        if (!Testing::mountVolume(folder_.path(), "size=1m")) {
-            GTEST_SKIP() << "mounting a volume is not permitted here";
-        }
-        EXPECT_EQ(files_.availableSpace(folder_.path()), volumeSize);
-        constexpr std::int64_t content = 524'288;
-        writeFile(place(), std::string(content, 'x'));
-        EXPECT_EQ(files_.availableSpace(folder_.path()), volumeSize - content);
-        EXPECT_EQ(files_.availableSpace(place()), volumeSize - content);
-    });
-}
-
-// The figure of a volume that others write to moves, so it is taken between two equal ones.
-TEST_F(FilesPosixTest, AvailableSpaceLeavesOutWhatIsReserved) {
-    struct statvfs before{};
-    struct statvfs after{};
-    std::int64_t space = -1;
-    do {
-        ASSERT_EQ(::statvfs(folder_.path().c_str(), &before), 0);
-        space = files_.availableSpace(folder_.path());
-        ASSERT_EQ(::statvfs(folder_.path().c_str(), &after), 0);
-    } while (before.f_bavail != after.f_bavail);
-    EXPECT_EQ(static_cast<std::uint64_t>(space), std::uint64_t{before.f_bavail} * before.f_frsize);
-}
-
-TEST_F(FilesPosixTest, AvailableSpaceOfAMissingPathIsAnError) {
-    EXPECT_EQ(files_.availableSpace("/proc"), 0);
-    expectPlatformError(FileErrorCode::readNoSuchFile,
-                        [this] { static_cast<void>(files_.availableSpace(place("missing"))); });
 }
 
 } // namespace

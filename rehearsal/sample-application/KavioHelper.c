@@ -1,0 +1,5 @@
+int puts(const char* text);
+
+int main(void) {
+    return puts("Kavio Helper") < 0;
+}

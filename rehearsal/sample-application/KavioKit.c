@@ -1,0 +1,5 @@
+const char* kavioKitName(void);
+
+const char* kavioKitName(void) {
+    return "KavioKit";
+}

@@ -1,0 +1,117 @@
+#include "tests/integration/InstallProgram.h"
+
+#include "InstallerCore/config/BuildConfig.h"
+#include "InstallerCore/download/DownloadCache.h"
+#include "InstallerCore/install/Installation.h"
+#include "InstallerCore/install/InstanceLock.h"
+#include "InstallerCore/platform/CodeSigning.h"
+#include "hosts/linux/LinuxHost.h"
+#include "tests/integration/TreeDigest.h"
+
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <set>
+
+namespace InstallerCore::Testing {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Takes exactly the trees for signed that it has been told of, and looks at every byte of them.
+class GenuineTrees final : public CodeSigning {
+public:
+    explicit GenuineTrees(std::set<std::string> digests) : digests_(std::move(digests)) {}
+
+    [[nodiscard]] std::unique_ptr<StaticCode> staticCode(const fs::path& bundle) const override {
+        std::error_code error;
+        return fs::is_directory(bundle, error) ? std::make_unique<Tree>(bundle, digests_) : nullptr;
+    }
+
+    [[nodiscard]] std::unique_ptr<SigningRequirement> requirement(const std::string& text) const override {
+        return text.find(InstallProgram::bundleIdentifier) == std::string::npos
+                   ? nullptr
+                   : std::make_unique<SigningRequirement>();
+    }
+
+private:
+    class Tree final : public StaticCode {
+    public:
+        Tree(fs::path bundle, const std::set<std::string>& digests)
+            : bundle_(std::move(bundle)), digests_(digests) {}
+
+        [[nodiscard]] bool isValid(const SigningRequirement&) const override {
+            try {
+                return digests_.contains(treeDigest(bundle_));
+            } catch (const std::exception&) {
+                return false; // what cannot be read cannot be valid
+            }
+        }
+
+    private:
+        fs::path bundle_;
+        const std::set<std::string>& digests_;
+    };
+
+    std::set<std::string> digests_;
+};
+
+std::set<std::string> linesOf(const fs::path& file) {
+    std::ifstream stream(file);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+Artifact artifactIn(const fs::path& file) {
+    std::ifstream stream(file);
+    const std::string json{std::istreambuf_iterator<char>(stream), {}};
+    return Artifact::decode(asBytes(json));
+}
+
+SystemPaths pathsBelow(const fs::path& root) {
+    return {.hdiutil = root / "usr/bin/hdiutil",
+            .ditto = root / "usr/bin/ditto",
+            .spctl = root / "usr/sbin/spctl",
+            .volumes = root / "Volumes"};
+}
+
+const char* start(const fs::path& root, const fs::path& release) {
+    const LinuxHost host(root / "home");
+    const Platform& real = host.platform();
+    GenuineTrees signing(linesOf(release / InstallProgram::genuineFile));
+    const Platform platform{real.http,          real.files, real.digests,   real.clock,
+                            real.system,        real.log,   real.folders,   real.processes,
+                            real.propertyLists, signing,    real.workspace, pathsBelow(root)};
+    Config config = Config::decode(BuildConfig::json());
+    config.bundleID = InstallProgram::bundleIdentifier;
+    const Artifact artifact = artifactIn(release / InstallProgram::artifactFile);
+    const fs::path applications = root / "Applications";
+
+    const fs::path cache = privateCache(platform);
+    const auto lock = takeInstanceLock(cache, platform);
+    const Installation installation(config, platform);
+    if (installation.existing(applications, artifact.appVersion)) {
+        return InstallProgram::current;
+    }
+    installation.recover(applications, false);
+    installation.install(cache / (artifact.sha512 + ".dmg"), artifact, applications, [](InstallerMessage) {});
+    return InstallProgram::installed;
+}
+
+} // namespace
+
+} // namespace InstallerCore::Testing
+
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cerr << "usage: install-program ROOT RELEASE\n";
+        return 2;
+    }
+    try {
+        std::cout << InstallerCore::Testing::start(arguments[1], arguments[2]) << '\n';
+        return 0;
+    } catch (const std::exception& error) {
+        std::cout << error.what() << '\n';
+        return 1;
+    }
+}

@@ -1,0 +1,7 @@
+#include "tests/integration/InstallSweep.h"
+
+namespace InstallerCore::Testing {
+
+const SweepExtent sweepExtent = SweepExtent::sampled;
+
+} // namespace InstallerCore::Testing

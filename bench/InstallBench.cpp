@@ -25,10 +25,8 @@ namespace {
 
 constexpr const char* version = "1.0.0";
 
-void hashOne(const std::filesystem::path& file) {
-    constexpr std::size_t pieceSize = std::size_t{1} << 20U;
+void hashOne(const std::filesystem::path& file, std::string& piece) {
     std::ifstream stream(file, std::ios::binary);
-    std::string piece(pieceSize, '\0');
     const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr);
     while (stream.read(piece.data(), static_cast<std::streamsize>(piece.size())) || stream.gcount() > 0) {
@@ -47,8 +45,10 @@ void hashTree(const std::filesystem::path& tree) {
     }
     std::atomic<std::size_t> next = 0;
     const auto work = [&] {
+        constexpr std::size_t pieceSize = std::size_t{1} << 18U;
+        std::string piece(pieceSize, '\0');
         for (std::size_t index = next++; index < files.size(); index = next++) {
-            hashOne(files[index]);
+            hashOne(files[index], piece);
         }
     };
     std::vector<std::thread> others;

@@ -1,48 +1,50 @@
 #include "rehearsal/SampleRelease.h"
 
+#include "InstallerCore/platform/Digests.h"
+#include "InstallerCore/platform/Files.h"
 #include "InstallerCore/support/Base64.h"
+#include "rehearsal/SampleImage.h"
+#include "rehearsal/TreeDigest.h"
 
-#include <algorithm>
 #include <fstream>
-#include <random>
 #include <stdexcept>
+#include <vector>
 
 namespace InstallerCore::Rehearsal {
 
 namespace {
 
-// Writes the image and returns its entry in the feed.
-std::string writeImage(const std::filesystem::path& file, std::size_t size, unsigned seed,
-                       const Digests& digests) {
-    std::ofstream stream(file, std::ios::binary);
-    std::mt19937_64 random(seed);
-    const auto digest = digests.sha512();
-    std::string block(std::size_t{1} << 20U, '\0');
-    for (std::size_t written = 0; written < size; written += block.size()) {
-        std::generate(block.begin(), block.end(), [&random] { return static_cast<char>(random()); });
-        block.resize(std::min(block.size(), size - written));
-        digest->update(asBytes(block));
-        stream << block;
+// As the feed has it.
+std::string hashOf(const std::filesystem::path& file, const Platform& platform) {
+    constexpr std::size_t pieceSize = std::size_t{1} << 20U;
+    const auto handle = platform.files.openForReading(file);
+    const auto digest = platform.digests.sha512();
+    Bytes piece(pieceSize);
+    while (const std::size_t count = handle->read(piece)) {
+        digest->update(ByteView(piece).first(count));
     }
-    stream.close();
-    if (!stream) {
-        throw std::runtime_error("the sample image cannot be written");
-    }
-    return "  - url: " + file.filename().string() + "\n    sha512: " + encodeBase64(digest->finish()) +
-           "\n    size: " + std::to_string(size) + "\n";
+    return encodeBase64(digest->finish());
 }
 
 } // namespace
 
-void writeSampleRelease(const Config& config, const std::string& version, std::size_t imageSize,
-                        const Digests& digests, const std::filesystem::path& documentRoot) {
+std::set<std::string> writeSampleRelease(const Config& config, SampleApplicationOptions application,
+                                         const std::filesystem::path& documentRoot,
+                                         const Platform& platform) {
     const std::filesystem::path feed = documentRoot.string() + config.url(config.channelURL).path();
     std::filesystem::create_directories(feed.parent_path());
-    std::string text = "version: " + version + "\nfiles:\n";
-    unsigned seed = 0;
-    for (const char* suffix : {"-arm64.dmg", ".dmg"}) {
-        const std::string name = "Kavio-" + version + suffix;
-        text += writeImage(feed.parent_path() / name, imageSize, ++seed, digests);
+    std::set<std::string> digests;
+    const SampleImageOptions options{.arrange = [&digests](const std::filesystem::path& volume) {
+        digests.insert(treeDigest(volume / "Kavio.app"));
+    }};
+    std::string text = "version: " + application.version + "\nfiles:\n";
+    for (const std::string architecture : {"arm64", "x64"}) {
+        const std::string suffix = architecture == "arm64" ? "-arm64.dmg" : ".dmg";
+        const auto image = feed.parent_path() / ("Kavio-" + application.version + suffix);
+        application.architectures = {architecture};
+        makeSampleImage(application, image, options);
+        text += "  - url: " + image.filename().string() + "\n    sha512: " + hashOf(image, platform) +
+                "\n    size: " + std::to_string(std::filesystem::file_size(image)) + "\n";
     }
     std::ofstream stream(feed, std::ios::binary);
     stream << text;
@@ -50,6 +52,7 @@ void writeSampleRelease(const Config& config, const std::string& version, std::s
     if (!stream) {
         throw std::runtime_error("the sample feed cannot be written");
     }
+    return digests;
 }
 
 } // namespace InstallerCore::Rehearsal

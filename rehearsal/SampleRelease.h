@@ -1,18 +1,21 @@
 #pragma once
 
 #include "InstallerCore/config/Config.h"
-#include "InstallerCore/platform/Digests.h"
+#include "InstallerCore/platform/Platform.h"
+#include "rehearsal/SampleApplication.h"
 
-#include <cstddef>
 #include <filesystem>
+#include <set>
 #include <string>
 
 namespace InstallerCore::Rehearsal {
 
-// Writes a release below the document root, where the configuration's channel will look for it: one image for
-// each architecture and the feed that describes them. The images are random bytes of the given size, the same
-// on each call. Failures are std::runtime_errors.
-void writeSampleRelease(const Config& config, const std::string& version, std::size_t imageSize,
-                        const Digests& digests, const std::filesystem::path& documentRoot);
+// Writes a release below the document root, where the configuration's channel will look for it: a disk image
+// of the sample application for each architecture, and the feed that describes them. Returns the digests of
+// the applications (see TreeDigest.h). Failures are std::runtime_errors.
+[[nodiscard]] std::set<std::string> writeSampleRelease(const Config& config,
+                                                       SampleApplicationOptions application,
+                                                       const std::filesystem::path& documentRoot,
+                                                       const Platform& platform);
 
 } // namespace InstallerCore::Rehearsal

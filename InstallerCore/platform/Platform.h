@@ -37,9 +37,9 @@ struct Platform {
     SystemLog& log;
     Folders& folders;
     Processes& processes;
-    PropertyLists& propertyLists;
-    CodeSigning& codeSigning;
-    Workspace& workspace;
+    const PropertyLists& propertyLists;
+    const CodeSigning& codeSigning;
+    const Workspace& workspace;
     SystemPaths paths{};
 
     // The process-wide host, the default of every operation that needs one. Aborts when a main has not

@@ -4,9 +4,8 @@
 #include "InstallerCore/download/DownloadCache.h"
 #include "InstallerCore/install/Installation.h"
 #include "InstallerCore/install/InstanceLock.h"
-#include "InstallerCore/platform/CodeSigning.h"
 #include "hosts/linux/LinuxHost.h"
-#include "tests/integration/TreeDigest.h"
+#include "rehearsal/GenuineTrees.h"
 
 #include <fstream>
 #include <iostream>
@@ -18,44 +17,6 @@ namespace InstallerCore::Testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Takes exactly the trees for signed that it has been told of, and looks at every byte of them.
-class GenuineTrees final : public CodeSigning {
-public:
-    explicit GenuineTrees(std::set<std::string> digests) : digests_(std::move(digests)) {}
-
-    [[nodiscard]] std::unique_ptr<StaticCode> staticCode(const fs::path& bundle) const override {
-        std::error_code error;
-        return fs::is_directory(bundle, error) ? std::make_unique<Tree>(bundle, digests_) : nullptr;
-    }
-
-    [[nodiscard]] std::unique_ptr<SigningRequirement> requirement(const std::string& text) const override {
-        return text.find(InstallProgram::bundleIdentifier) == std::string::npos
-                   ? nullptr
-                   : std::make_unique<SigningRequirement>();
-    }
-
-private:
-    class Tree final : public StaticCode {
-    public:
-        Tree(fs::path bundle, const std::set<std::string>& digests)
-            : bundle_(std::move(bundle)), digests_(digests) {}
-
-        [[nodiscard]] bool isValid(const SigningRequirement&) const override {
-            try {
-                return digests_.contains(treeDigest(bundle_));
-            } catch (const std::exception&) {
-                return false; // what cannot be read cannot be valid
-            }
-        }
-
-    private:
-        fs::path bundle_;
-        const std::set<std::string>& digests_;
-    };
-
-    std::set<std::string> digests_;
-};
 
 std::set<std::string> linesOf(const fs::path& file) {
     std::ifstream stream(file);
@@ -78,7 +39,7 @@ SystemPaths pathsBelow(const fs::path& root) {
 const char* start(const fs::path& root, const fs::path& release) {
     const LinuxHost host(root / "home");
     const Platform& real = host.platform();
-    GenuineTrees signing(linesOf(release / InstallProgram::genuineFile));
+    Rehearsal::GenuineTrees signing(linesOf(release / InstallProgram::genuineFile));
     const Platform platform{real.http,          real.files, real.digests,   real.clock,
                             real.system,        real.log,   real.folders,   real.processes,
                             real.propertyLists, signing,    real.workspace, pathsBelow(root)};

@@ -11,8 +11,8 @@
 #include "hosts/posix/ProcessesPosix.h"
 #include "hosts/posix/RemoveTree.h"
 #include "rehearsal/SampleImage.h"
+#include "rehearsal/TreeDigest.h"
 #include "tests/integration/InstallProgram.h"
-#include "tests/integration/TreeDigest.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -129,7 +129,8 @@ const InstallRoot::Release& InstallRoot::release(const std::string& version) {
                                                       .small = true};
     const fs::path application = Rehearsal::makeSampleApplication(options, work);
     Rehearsal::makeSampleImage(options, work / "image.dmg");
-    Release made{.digest = treeDigest(application), .hash = hashFile(work / "image.dmg", plainPlatform())};
+    Release made{.digest = Rehearsal::treeDigest(application),
+                 .hash = hashFile(work / "image.dmg", plainPlatform())};
     fs::rename(work / "image.dmg", cache() / (made.hash + ".dmg"));
     const Artifact artifact{.platform = "macos",
                             .arch = nativeArch(plainPlatform()),
@@ -204,7 +205,7 @@ std::string InstallRoot::versionOf(const fs::path& application) const {
         return {};
     }
     try {
-        const std::string digest = treeDigest(application);
+        const std::string digest = Rehearsal::treeDigest(application);
         for (const auto& [version, release] : releases_) {
             if (digest == release.digest) {
                 return version;
@@ -269,7 +270,7 @@ void InstallRoot::detachAll() const {
 std::string InstallRoot::digestOfOthers() const {
     std::string digests;
     for (const char* const other : others) {
-        digests += treeDigest(root_ / other) + "\n";
+        digests += Rehearsal::treeDigest(root_ / other) + "\n";
     }
     return digests;
 }

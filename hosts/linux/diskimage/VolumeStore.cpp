@@ -94,8 +94,12 @@ std::optional<MountRecord> readRecord(Directory& state, const std::string& name)
         auto record = parseMountRecord(readText(state, name, longest));
         const bool ours = record && (attachedName(record->id) == name || movingName(record->id) == name);
         return ours ? std::move(record) : std::nullopt;
-    } catch (const PlatformError&) {
-        return std::nullopt;
+    } catch (const PlatformError& error) {
+        if (error.is(FileErrorCode::notRegularFile) || error.is(FileErrorCode::readNotText) ||
+            error.is(FileErrorCode::readTooLarge)) { // not one of ours
+            return std::nullopt;
+        }
+        throw DiskImageError("the record of an image cannot be read");
     }
 }
 
@@ -120,8 +124,13 @@ bool VolumeStore::isThere(const std::filesystem::path& volumes) {
 
 bool VolumeStore::isAt(const MountedVolume& volume, const std::string& name) const {
     struct stat status{};
-    return ::fstatat(directory_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISDIR(status.st_mode) && status.st_dev == volume.device && status.st_ino == volume.inode;
+    if (::fstatat(directory_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (errno != ENOENT) {
+            throwDiskFailure("the volume cannot be looked at", errno);
+        }
+        return false;
+    }
+    return S_ISDIR(status.st_mode) && status.st_dev == volume.device && status.st_ino == volume.inode;
 }
 
 bool VolumeStore::isIntact(const MountRecord& record) const {

@@ -186,10 +186,20 @@ TEST(ProcessesPosixTest, ArgumentsBeyondTheSystemsLimitAreALaunchError) {
 
 TEST(ProcessesPosixTest, WantOfDescriptorsIsALaunchError) {
     runInChild([] {
-        const rlimit limit{.rlim_cur = 3, .rlim_max = 3};
-        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-        expectPlatformError(ProcessErrorCode::cannotLaunch,
-                            [] { static_cast<void>(runProgram("/bin/echo", {})); });
+        EXPECT_EQ(runProgram("/bin/true", {}).status, 0);
+        rlimit usual{};
+        ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+        const rlimit low{.rlim_cur = 3, .rlim_max = usual.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        std::exception_ptr error;
+        try {
+            static_cast<void>(runProgram("/bin/true", {}));
+        } catch (...) {
+            error = std::current_exception();
+        }
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0); // a sanitizer needs descriptors, too
+        ASSERT_NE(error, nullptr);
+        expectPlatformError(ProcessErrorCode::cannotLaunch, [&error] { std::rethrow_exception(error); });
     });
 }
 

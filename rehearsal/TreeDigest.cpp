@@ -1,4 +1,4 @@
-#include "tests/integration/TreeDigest.h"
+#include "rehearsal/TreeDigest.h"
 
 #include "InstallerCore/support/Bytes.h"
 #include "hosts/linux/DigestsOpenSsl.h"
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <vector>
 
-namespace InstallerCore::Testing {
+namespace InstallerCore::Rehearsal {
 
 namespace {
 
@@ -75,4 +75,4 @@ std::string treeDigest(const fs::path& tree) {
     return digest.finish();
 }
 
-} // namespace InstallerCore::Testing
+} // namespace InstallerCore::Rehearsal

@@ -1,18 +1,22 @@
-// Runs the core against a release server on loopback, from the configuration inside the program to a verified
-// image in the cache: a first run that is interrupted half-way, and a second one that resumes.
-// Usage: rehearse-download DIRECTORY (which holds everything that is written)
+// Runs the core against a release server on loopback, from the configuration inside the program to the
+// installed application: a first run that is interrupted half-way, and a second one that resumes and
+// installs. Usage: rehearse-release DIRECTORY (which holds everything that is written)
 #include "InstallerCore/config/BuildConfig.h"
 #include "InstallerCore/download/DownloadCache.h"
 #include "InstallerCore/download/Downloader.h"
 #include "InstallerCore/events/InstallerEvents.h"
 #include "InstallerCore/feed/UpdateFeed.h"
+#include "InstallerCore/install/ApplicationMetadata.h"
+#include "InstallerCore/install/Installation.h"
 #include "InstallerCore/install/InstanceLock.h"
 #include "InstallerCore/install/NativeArch.h"
 #include "InstallerCore/install/PendingInstallation.h"
 #include "InstallerCore/platform/Platform.h"
 #include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
+#include "rehearsal/GenuineTrees.h"
 #include "rehearsal/LoopbackHttp.h"
+#include "rehearsal/RehearsalRoot.h"
 #include "rehearsal/ReleaseServer.h"
 #include "rehearsal/SampleRelease.h"
 
@@ -27,7 +31,8 @@ namespace InstallerCore::Rehearsal {
 namespace {
 
 constexpr const char* version = "1.4.2";
-constexpr std::size_t imageSize = std::size_t{64} << 20U;
+constexpr std::uint64_t payloadFiles = 500;
+constexpr std::uint64_t payloadBytes = 100'000'000;
 
 void say(const std::string& line) {
     std::cout << line << std::endl; // NOLINT(performance-avoid-endl): somebody is watching
@@ -56,9 +61,31 @@ private:
     std::int64_t lastTenth_ = -1;
 };
 
-// One run of the installer as far as the verified image.
-void fetchRelease(const Config& config, const std::shared_ptr<Cancellation>& cancellation,
-                  std::int64_t cancelAt, const Platform& platform) {
+// Where somebody closes the installer in the middle of the download.
+enum class Interruption { none, halfWay };
+
+// The image in the cache goes into the applications directory, and out of the cache.
+void install(const Config& config, const Artifact& artifact, const std::filesystem::path& image,
+             const std::filesystem::path& applications, const Platform& platform) {
+    const Installation installation(config, platform);
+    InstallerEvents::record("install_started", artifact.appVersion, platform);
+    const auto application =
+        installation.install(image, artifact, applications, [](InstallerMessage message) {
+            say(message == InstallerMessage::verifying ? "Verifying the application..." : "Installing it...");
+        });
+    InstallerEvents::record("install_succeeded", artifact.appVersion, platform);
+    const bool removed = DownloadCache::removeInstalledPackage(image, platform);
+    InstallerEvents::record(removed ? "payload_cache_removed" : "payload_cache_cleanup_deferred",
+                            std::nullopt, platform);
+    const auto metadata = ApplicationMetadata::read(application, platform);
+    say("Installed: " + metadata.bundleID + " " + metadata.version + " in " +
+        application.parent_path().filename().string());
+}
+
+// One run of the installer.
+void runInstaller(const Config& config, const std::shared_ptr<Cancellation>& cancellation,
+                  Interruption interruption, const std::filesystem::path& applications,
+                  const Platform& platform) {
     const std::filesystem::path cache = privateCache(platform);
     const auto lock = takeInstanceLock(cache, platform);
     InstallerEvents::record("installer_opened", std::nullopt, platform);
@@ -74,28 +101,32 @@ void fetchRelease(const Config& config, const std::shared_ptr<Cancellation>& can
     say("The feed offers " + artifact.url);
     InstallerEvents::record("manifest_resolved", artifact.appVersion, platform);
     cleanExpiredDownloads(cache, platform);
+    Installation(config, platform).recover(applications, false);
 
     const std::filesystem::path image = cache / (artifact.sha512 + ".dmg");
     InstallerEvents::record("payload_started", artifact.appVersion, platform);
     ProgressPrinter printer;
     downloader.download(artifact, image, [&](std::int64_t received, std::int64_t total) {
         printer.report(received, total);
-        if (received >= cancelAt) {
+        if (interruption == Interruption::halfWay && received >= total / 2) {
             cancellation->cancel();
         }
     });
     cancellation->check();
     InstallerEvents::record("payload_verified", artifact.appVersion, platform);
     say("Verified by SHA-512: " + artifact.sha512.substr(0, 16) + "...");
+    install(config, artifact, image, applications, platform);
+    PendingInstallation::complete(cache, platform);
 }
 
-enum class Outcome { verified, cancelled, failed };
+enum class Outcome { installed, cancelled, failed };
 
-Outcome runOnce(const Config& config, std::int64_t cancelAt, const Platform& platform) {
+Outcome runOnce(const Config& config, Interruption interruption, const std::filesystem::path& applications,
+                const Platform& platform) {
     const auto cancellation = std::make_shared<Cancellation>();
     try {
-        fetchRelease(config, cancellation, cancelAt, platform);
-        return Outcome::verified;
+        runInstaller(config, cancellation, interruption, applications, platform);
+        return Outcome::installed;
     } catch (const std::exception& error) {
         say(std::string("Ended: ") + error.what());
         const bool cancelled = cancellation->isCancelled();
@@ -104,17 +135,25 @@ Outcome runOnce(const Config& config, std::int64_t cancelAt, const Platform& pla
     }
 }
 
+// The services of this machine but for the network, the signatures and the places.
+Platform rehearsed(const Platform& host, Http& http, const CodeSigning& signing, const SystemPaths& paths) {
+    return {http,         host.files,     host.digests,       host.clock, host.system,    host.log,
+            host.folders, host.processes, host.propertyLists, signing,    host.workspace, paths};
+}
+
 int rehearse(const Config& config, const std::filesystem::path& directory) {
-    const std::filesystem::path home = directory / "home";
     const std::filesystem::path server = directory / "server";
     const std::filesystem::path documents = directory / "release";
-    for (const auto& path : {home, server, documents}) {
+    for (const auto& path : {server, documents}) {
         std::filesystem::create_directories(path);
     }
 
-    const LinuxHost host(home);
-    say("Making a release of two images of " + std::to_string(imageSize >> 20U) + " MiB.");
-    writeSampleRelease(config, version, imageSize, host.platform().digests, documents);
+    const RehearsalRoot root(directory / "root");
+    const LinuxHost host(root.home());
+    say("Making a release: disk images of a sample application for both architectures.");
+    const GenuineTrees signing(writeSampleRelease(
+        config, {.version = version, .payloadFiles = payloadFiles, .payloadBytes = payloadBytes}, documents,
+        host.platform()));
 
     const CertificateAuthority authority;
     writePrivateFile(directory / "authority.pem", authority.certificate());
@@ -124,12 +163,12 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
                          .http2 = true,
                          .locations = ""});
     LoopbackHttp http(config.allowedHosts, nginx.port(), directory / "authority.pem");
-    const Platform platform = over(http, host.platform());
+    const Platform platform = rehearsed(host.platform(), http, signing, root.paths());
 
     say("\nFirst run, interrupted half-way:");
-    const Outcome first = runOnce(config, imageSize / 2, platform);
+    const Outcome first = runOnce(config, Interruption::halfWay, root.applications(), platform);
     say("\nSecond run:");
-    const Outcome second = runOnce(config, imageSize * 2, platform);
+    const Outcome second = runOnce(config, Interruption::none, root.applications(), platform);
 
     say("\nWhat the server was asked:");
     bool resumed = false;
@@ -139,10 +178,10 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
     }
     say("\nThe event log:");
     sayFile(privateCache(platform) / "events.jsonl");
-    if (first == Outcome::cancelled && second == Outcome::verified && resumed) {
+    if (first == Outcome::cancelled && second == Outcome::installed && resumed) {
         return 0;
     }
-    say("\nThis is not how it should have gone: interrupted, then resumed and verified.");
+    say("\nThis is not how it should have gone: interrupted, then resumed and installed.");
     return 1;
 }
 
@@ -152,7 +191,7 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
 
 int main(int argc, char** argv) {
     if (argc != 2 || argv[1][0] == '-') {
-        std::cerr << "Usage: rehearse-download DIRECTORY\n";
+        std::cerr << "Usage: rehearse-release DIRECTORY\n";
         return 2;
     }
     const std::filesystem::path directory = std::filesystem::absolute(argv[1]);

@@ -8,18 +8,6 @@
 
 namespace InstallerCore {
 
-namespace {
-
-// The text of that name; empty when there is none.
-std::string textMember(const PropertyValue& list, std::string_view key) {
-    const PropertyDictionary* const dictionary = list.dictionary();
-    const PropertyValue* const value = dictionary == nullptr ? nullptr : member(*dictionary, key);
-    const std::string* const text = value == nullptr ? nullptr : value->text();
-    return text == nullptr ? std::string() : *text;
-}
-
-} // namespace
-
 PropertyValue readInfoPropertyList(const std::filesystem::path& application, const Platform& platform) {
     constexpr std::size_t longest = std::size_t{16} << 20U;
     const auto file = platform.files.openForReading(application / "Contents/Info.plist");
@@ -29,10 +17,12 @@ PropertyValue readInfoPropertyList(const std::filesystem::path& application, con
 ApplicationMetadata ApplicationMetadata::read(const std::filesystem::path& application,
                                               const Platform& platform) {
     const PropertyValue list = readInfoPropertyList(application, platform);
-    ApplicationMetadata metadata{.bundleID = textMember(list, "CFBundleIdentifier"),
-                                 .version = textMember(list, "CFBundleShortVersionString")};
-    require(!metadata.bundleID.empty() && !metadata.version.empty(), ErrorText::missingIdentity);
-    return metadata;
+    const std::string* const bundleID = textMember(list, "CFBundleIdentifier");
+    const std::string* const version = textMember(list, "CFBundleShortVersionString");
+    const bool complete =
+        bundleID != nullptr && version != nullptr && !bundleID->empty() && !version->empty();
+    require(complete, ErrorText::missingIdentity);
+    return {.bundleID = *bundleID, .version = *version};
 }
 
 } // namespace InstallerCore

@@ -33,9 +33,8 @@ std::optional<std::string> firstMountPoint(const PropertyValue& table) {
         return std::nullopt;
     }
     for (const PropertyValue& entity : *entities) {
-        const PropertyValue* const value = member(*entity.dictionary(), "mount-point");
-        if (value != nullptr && value->text() != nullptr) {
-            return *value->text();
+        if (const std::string* const mountPoint = textMember(entity, "mount-point")) {
+            return *mountPoint;
         }
     }
     return std::nullopt;

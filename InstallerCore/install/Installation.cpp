@@ -57,10 +57,7 @@ void Installation::verifyApp(const std::filesystem::path& application,
 
 void Installation::checkMinimumSystem(const std::filesystem::path& application) const {
     const PropertyValue list = readInfoPropertyList(application, platform_);
-    const PropertyDictionary* const dictionary = list.dictionary();
-    const PropertyValue* const value =
-        dictionary == nullptr ? nullptr : member(*dictionary, "LSMinimumSystemVersion");
-    const std::string* const minimum = value == nullptr ? nullptr : value->text();
+    const std::string* const minimum = textMember(list, "LSMinimumSystemVersion");
     if (minimum != nullptr) {
         const std::string padded = paddedVersion(*minimum);
         require(compareVersion(versionText(platform_.system.version()), padded) >= 0,

@@ -63,7 +63,6 @@ public:
 
 private:
     void checkMinimumSystem(const std::filesystem::path& application) const;
-    [[nodiscard]] bool isCurrent(const std::filesystem::path& target, const std::string& version) const;
     void checkSource(const std::filesystem::path& source, const Artifact& artifact,
                      const std::filesystem::path& directory) const;
     void checkArchitecture(const std::filesystem::path& application, const std::string& architecture) const;

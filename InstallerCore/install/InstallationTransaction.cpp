@@ -1,8 +1,6 @@
-#include "InstallerCore/config/CompareVersion.h"
 #include "InstallerCore/config/ErrorText.h"
 #include "InstallerCore/config/InstallerError.h"
 #include "InstallerCore/download/HashFile.h"
-#include "InstallerCore/install/ApplicationMetadata.h"
 #include "InstallerCore/install/AttachedImage.h"
 #include "InstallerCore/install/Installation.h"
 #include "InstallerCore/install/MachOArchitectures.h"
@@ -103,6 +101,7 @@ private:
         staging_.record(Phase::installed, version_);
     }
 
+    // When it cannot be seen what is there, or not be put back, this ends here and recovery does the rest.
     void rollBack() {
         if (staging_.hasBackup()) {
             const bool hasTarget = contains(*destination_, StagingDirectory::applicationName);
@@ -141,9 +140,8 @@ std::filesystem::path Installation::install(const std::filesystem::path& dmg, co
     notRunning();
     require(platform_.folders.isWritable(directory), ErrorText::applicationsNotWritable);
     checkSpace(directory, withMargin(checkedMultiply(2, artifact.installedSizeBytes)));
-    auto target = directory / StagingDirectory::applicationName;
-    if (isCurrent(target, artifact.appVersion)) {
-        return target;
+    if (const auto current = existing(directory, artifact.appVersion)) {
+        return *current;
     }
     progress(InstallerMessage::verifying);
     require(hashFile(dmg, platform_) == artifact.sha512, ErrorText::packageChanged);
@@ -154,20 +152,7 @@ std::filesystem::path Installation::install(const std::filesystem::path& dmg, co
     Transaction transaction(*this, directory, artifact.appVersion, platform_);
     progress(InstallerMessage::installing);
     transaction.replaceTarget(source);
-    return target;
-}
-
-bool Installation::isCurrent(const std::filesystem::path& target, const std::string& version) const {
-    if (!platform_.folders.exists(target)) {
-        return false;
-    }
-    const auto metadata = ApplicationMetadata::read(target, platform_);
-    require(metadata.bundleID == config_.bundleID, ErrorText::unrelatedApplication);
-    if (compareVersion(metadata.version, version) < 0) {
-        return false;
-    }
-    verifyApp(target, metadata.version);
-    return true;
+    return directory / StagingDirectory::applicationName;
 }
 
 void Installation::checkSource(const std::filesystem::path& source, const Artifact& artifact,

@@ -12,15 +12,15 @@ namespace InstallerCore {
 
 namespace {
 
-// The members of an array that are dictionaries.
-std::vector<const PropertyDictionary*> dictionariesIn(const PropertyDictionary& owner, std::string_view key) {
-    std::vector<const PropertyDictionary*> result;
+// The members of an array that are dictionaries; whatever else is in it does not count.
+std::vector<const PropertyValue*> dictionariesIn(const PropertyDictionary& owner, std::string_view key) {
+    std::vector<const PropertyValue*> result;
     const PropertyValue* const value = member(owner, key);
     const PropertyArray* const array = value == nullptr ? nullptr : value->array();
     if (array != nullptr) {
         for (const PropertyValue& element : *array) {
-            if (const PropertyDictionary* const dictionary = element.dictionary()) {
-                result.push_back(dictionary);
+            if (element.dictionary() != nullptr) {
+                result.push_back(&element);
             }
         }
     }
@@ -84,10 +84,9 @@ std::optional<std::string> InstallerDiskImage::containingMount(const PropertyDic
     if (!path.starts_with(volumes)) {
         return std::nullopt;
     }
-    for (const PropertyDictionary* const image : dictionariesIn(table, "images")) {
-        for (const PropertyDictionary* const entity : dictionariesIn(*image, "system-entities")) {
-            const PropertyValue* const value = member(*entity, "mount-point");
-            const std::string* const mount = value == nullptr ? nullptr : value->text();
+    for (const PropertyValue* const image : dictionariesIn(table, "images")) {
+        for (const PropertyValue* const entity : dictionariesIn(*image->dictionary(), "system-entities")) {
+            const std::string* const mount = textMember(*entity, "mount-point");
             if (mount != nullptr && mount->starts_with(volumes) && path.starts_with(*mount + "/")) {
                 return *mount;
             }

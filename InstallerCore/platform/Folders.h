@@ -23,13 +23,14 @@ public:
     // Whether the name leads to anything, links followed; one that leads nowhere does not exist.
     [[nodiscard]] virtual bool exists(const std::string& name) const = 0;
 
-    // A new directory for the owner only. The name may not be taken.
+    // A new directory for the owner only, on the disk when this returns. The name may not be taken.
     virtual void createFolder(const std::string& name) = 0;
 
     [[nodiscard]] virtual std::unique_ptr<Folder> openFolder(const std::string& name) const = 0;
 
-    // Renames an entry of any kind, a link itself, within one volume. What has the new name, a dangling link
-    // included, is never replaced: it is an error. The target comes from the same service.
+    // Renames an entry of any kind, a link itself, within one volume; on the disk when this returns. What has
+    // the new name, a dangling link included, is never replaced: it is an error. The target comes from the
+    // same service.
     virtual void move(const std::string& name, Folder& target, const std::string& newName) = 0;
 
     // Removes the entry with all that is in it; of a link, only the link. Whatever could be removed before a

@@ -11,6 +11,7 @@ public:
 
     // Whether any process other than this one runs from a bundle with the identifier, wherever the bundle
     // lies.
+    // Throws PlatformError when that cannot be told.
     [[nodiscard]] virtual bool isRunning(const std::string& bundleIdentifier) const = 0;
 };
 

@@ -44,4 +44,7 @@ struct PropertyValue {
 // The member of that name, or null.
 [[nodiscard]] const PropertyValue* member(const PropertyDictionary& dictionary, std::string_view key);
 
+// The text of that name; null when the value is no dictionary, has no such member, or it is no text.
+[[nodiscard]] const std::string* textMember(const PropertyValue& value, std::string_view key);
+
 } // namespace InstallerCore

@@ -3,10 +3,12 @@
 #include "InstallerCore/platform/ReadText.h"
 #include "InstallerCore/support/Ascii.h"
 #include "InstallerCore/support/PlatformError.h"
+#include "hosts/posix/PosixError.h"
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 
 namespace InstallerCore {
@@ -26,22 +28,40 @@ std::vector<std::string> otherProcesses() {
             result.push_back(std::move(name));
         }
     }
+    if (error) {
+        throwReadError(error.value());
+    }
     return result;
 }
 
-// The identifier in the bundle's property list, empty when there is none in it; absent when there is no
-// readable list, so that this is no bundle.
+// Absent when the process has ended, has none, or is not ours to look at.
+std::optional<std::filesystem::path> executableOf(const std::string& process) {
+    std::error_code error;
+    auto executable = std::filesystem::read_symlink("/proc/" + process + "/exe", error);
+    if (!error) {
+        return executable;
+    }
+    const int number = error.value();
+    if (number == ENOENT || number == ESRCH || number == EACCES || number == EPERM) {
+        return std::nullopt;
+    }
+    throwReadError(number);
+}
+
+// The identifier in the bundle's property list, empty when there is none in it; absent when there is no list
+// that means anything, so that this is no bundle. Throws when nobody can tell.
 std::optional<std::string> bundleIdentifier(const std::filesystem::path& bundle, Files& files,
                                             const PropertyLists& propertyLists) {
     constexpr std::size_t longest = std::size_t{16} << 20U;
     try {
         const auto file = files.openForReading(bundle / "Contents/Info.plist");
         const PropertyValue list = propertyLists.parse(readBytes(*file, longest));
-        const PropertyValue* const value =
-            list.dictionary() == nullptr ? nullptr : member(*list.dictionary(), "CFBundleIdentifier");
-        const std::string* const text = value == nullptr ? nullptr : value->text();
+        const std::string* const text = textMember(list, "CFBundleIdentifier");
         return text == nullptr ? std::string() : *text;
-    } catch (const PlatformError&) {
+    } catch (const PlatformError& error) {
+        if (error.is(FileErrorCode::readUnknown)) {
+            throw;
+        }
         return std::nullopt;
     }
 }
@@ -65,9 +85,8 @@ bool WorkspaceProc::isRunning(const std::string& bundleIdentifier) const {
     }
     const auto processes = otherProcesses();
     return std::any_of(processes.begin(), processes.end(), [&](const std::string& process) {
-        std::error_code error; // it has ended, or is not ours to look at
-        const auto executable = std::filesystem::read_symlink("/proc/" + process + "/exe", error);
-        return !error && identifierOf(executable) == bundleIdentifier;
+        const auto executable = executableOf(process);
+        return executable && identifierOf(*executable) == bundleIdentifier;
     });
 }
 

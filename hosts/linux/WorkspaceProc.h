@@ -11,8 +11,8 @@
 namespace InstallerCore {
 
 // The running applications, as /proc tells them: a process belongs to the innermost bundle around its
-// executable, also when that has been deleted since it was started. Processes that this user may not look at
-// are not seen. The services must outlive this object.
+// executable, also when that has been deleted since it was started, as long as a bundle is left around its
+// place. Processes that this user may not look at are not seen. The services must outlive this object.
 class WorkspaceProc final : public Workspace {
 public:
     WorkspaceProc(Files& files, const PropertyLists& propertyLists)

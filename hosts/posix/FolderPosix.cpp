@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -15,6 +16,11 @@ namespace {
 
 constexpr mode_t ownerOnlyDirectory = 0700;
 
+// Some file systems have no such step for directories.
+int synchronize(int directory) {
+    return ::fsync(directory) != 0 && errno != EINVAL ? -1 : 0;
+}
+
 } // namespace
 
 bool FolderPosix::exists(const std::string& name) const {
@@ -23,10 +29,17 @@ bool FolderPosix::exists(const std::string& name) const {
 }
 
 void FolderPosix::createFolder(const std::string& name) {
-    // Twice, whatever the process's mask left of the permissions.
-    if (::mkdirat(descriptor(), name.c_str(), ownerOnlyDirectory) != 0 ||
-        ::fchmodat(descriptor(), name.c_str(), ownerOnlyDirectory, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (::mkdirat(descriptor(), name.c_str(), ownerOnlyDirectory) != 0) {
         throwWriteError(errno);
+    }
+    // Again, whatever the process's mask left of the permissions.
+    const bool complete =
+        ::fchmodat(descriptor(), name.c_str(), ownerOnlyDirectory, AT_SYMLINK_NOFOLLOW) == 0 &&
+        synchronize(descriptor()) == 0;
+    if (!complete) {
+        const int error = errno;
+        ::unlinkat(descriptor(), name.c_str(), AT_REMOVEDIR);
+        throwWriteError(error);
     }
 }
 
@@ -40,7 +53,8 @@ std::unique_ptr<Folder> FolderPosix::openFolder(const std::string& name) const {
 
 void FolderPosix::move(const std::string& name, Folder& target, const std::string& newName) {
     const auto& folder = dynamic_cast<FolderPosix&>(target);
-    if (renameExclusively(descriptor(), name.c_str(), folder.descriptor(), newName.c_str()) != 0) {
+    if (renameExclusively(descriptor(), name.c_str(), folder.descriptor(), newName.c_str()) != 0 ||
+        synchronize(folder.descriptor()) != 0 || synchronize(descriptor()) != 0) {
         throwWriteError(errno);
     }
 }

@@ -194,7 +194,14 @@ ProcessResult ProcessesPosix::run(const std::string& executable, const std::vect
     pipe.writing = Descriptor();
 
     ProcessResult result;
-    const int readError = readToEnd(pipe.reading.get(), result.output);
+    int readError = 0;
+    try {
+        readError = readToEnd(pipe.reading.get(), result.output);
+    } catch (const std::exception&) { // want of memory; nobody shall go on while the child still works
+        pipe.reading = Descriptor();
+        static_cast<void>(waitForEnd(child));
+        throw;
+    }
     pipe.reading = Descriptor(); // a child that goes on writing is told, instead of waiting for ever
     result.status = waitForEnd(child);
     if (readError != 0) {

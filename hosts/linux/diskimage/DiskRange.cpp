@@ -12,12 +12,31 @@ namespace InstallerCore {
 
 namespace {
 
+bool isNotOffered(int error) {
+    return error == ENOSYS || error == EINVAL || error == EOPNOTSUPP || error == EXDEV;
+}
+
+// Through memory. Returns how much that was.
+off_t copyPiece(int disk, off_t data, off_t end, int target, off_t to) {
+    constexpr off_t pieceSize = off_t{1} << 20U;
+    const Bytes piece = readDisk(disk, data, static_cast<std::size_t>(std::min(end - data, pieceSize)));
+    const ssize_t written = ::pwrite(target, piece.data(), piece.size(), to);
+    if (written < 0 && errno != EINTR) {
+        throwDiskFailure("the decoded disk cannot be copied", errno);
+    }
+    return std::max<off_t>(written, 0);
+}
+
 // The bytes of the disk from `data` to `end`, to a file that stands for the disk from `start` on.
 void copyData(int disk, off_t start, off_t data, off_t end, int target) {
     while (data < end) {
         off_t to = data - start;
         const ssize_t copied =
             ::copy_file_range(disk, &data, target, &to, static_cast<std::size_t>(end - data), 0);
+        if (copied < 0 && isNotOffered(errno)) {
+            data += copyPiece(disk, data, end, target, to);
+            continue;
+        }
         if (copied < 0 && errno != EINTR) {
             throwDiskFailure("the decoded disk cannot be copied", errno);
         }

@@ -54,6 +54,11 @@ public:
         totalNodes_ = bigEndian<std::uint32_t>(first, 36);
         nodeSize_ = bigEndian<std::uint16_t>(first, 32);
         require(nodeSize_ >= 512 && nodeSize_ <= 32'768 && (nodeSize_ & (nodeSize_ - 1)) == 0);
+        std::int64_t stored = 0;
+        for (const Extent& extent : extents_) {
+            stored += extent.size;
+        }
+        require(static_cast<std::int64_t>(totalNodes_) <= stored / static_cast<std::int64_t>(nodeSize_));
     }
 
     [[nodiscard]] std::uint32_t firstLeaf() const { return firstLeaf_; }

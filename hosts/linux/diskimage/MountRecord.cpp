@@ -14,10 +14,8 @@ Json toJson(const SystemEntity& entity) {
               {"unmappedHint", entity.unmappedContentHint},
               {"mountable", entity.mountable}};
     if (entity.volume) {
-        json["volume"] = {{"name", entity.volume->name},
-                          {"kind", entity.volume->kind},
-                          {"device", entity.volume->device},
-                          {"inode", entity.volume->inode}};
+        json["volume"] = {
+            {"name", entity.volume->name}, {"kind", entity.volume->kind}, {"inode", entity.volume->inode}};
     }
     return json;
 }
@@ -28,10 +26,8 @@ SystemEntity entityFrom(const Json& json) {
                         .unmappedContentHint = json.at("unmappedHint"),
                         .mountable = json.at("mountable")};
     if (const auto volume = json.find("volume"); volume != json.end()) {
-        entity.volume = MountedVolume{.name = volume->at("name"),
-                                      .kind = volume->at("kind"),
-                                      .device = volume->at("device"),
-                                      .inode = volume->at("inode")};
+        entity.volume = MountedVolume{
+            .name = volume->at("name"), .kind = volume->at("kind"), .inode = volume->at("inode")};
     }
     return entity;
 }
@@ -44,7 +40,9 @@ ImageIdentity identityOf(std::string path, const struct stat& status) {
             .inode = status.st_ino,
             .size = status.st_size,
             .modifiedSeconds = status.st_mtim.tv_sec,
-            .modifiedNanoseconds = status.st_mtim.tv_nsec};
+            .modifiedNanoseconds = status.st_mtim.tv_nsec,
+            .changedSeconds = status.st_ctim.tv_sec,
+            .changedNanoseconds = status.st_ctim.tv_nsec};
 }
 
 std::string serialize(const MountRecord& record) {
@@ -63,7 +61,9 @@ std::string serialize(const MountRecord& record) {
                   {"inode", image.inode},
                   {"size", image.size},
                   {"modifiedSeconds", image.modifiedSeconds},
-                  {"modifiedNanoseconds", image.modifiedNanoseconds}}},
+                  {"modifiedNanoseconds", image.modifiedNanoseconds},
+                  {"changedSeconds", image.changedSeconds},
+                  {"changedNanoseconds", image.changedNanoseconds}}},
                 {"entities", entities}}
         .dump();
 }
@@ -81,7 +81,9 @@ std::optional<MountRecord> parseMountRecord(std::string_view text) {
                                      .inode = image.at("inode"),
                                      .size = image.at("size"),
                                      .modifiedSeconds = image.at("modifiedSeconds"),
-                                     .modifiedNanoseconds = image.at("modifiedNanoseconds")},
+                                     .modifiedNanoseconds = image.at("modifiedNanoseconds"),
+                                     .changedSeconds = image.at("changedSeconds"),
+                                     .changedNanoseconds = image.at("changedNanoseconds")},
                            .entities = {}};
         for (const Json& entity : json.at("entities")) {
             record.entities.push_back(entityFrom(entity));

@@ -18,17 +18,19 @@ struct ImageIdentity {
     std::int64_t size = 0;
     std::int64_t modifiedSeconds = 0;
     std::int64_t modifiedNanoseconds = 0;
+    std::int64_t changedSeconds = 0; // which nobody can set back
+    std::int64_t changedNanoseconds = 0;
 
     friend bool operator==(const ImageIdentity&, const ImageIdentity&) = default;
 };
 
 [[nodiscard]] ImageIdentity identityOf(std::string path, const struct stat& status);
 
-// A volume's root directory, by its name in the volumes directory and by what it is.
+// A volume's root directory, by its name in the volumes directory and by what it is there. The device is not
+// kept: it may have another number after the next start of the machine.
 struct MountedVolume {
     std::string name; // where it is, or shall be
     std::string kind; // "hfs" or "apfs"
-    std::uint64_t device = 0;
     std::uint64_t inode = 0;
 };
 

@@ -1,8 +1,12 @@
 #include "hosts/linux/diskimage/OpenFiles.h"
 
+#include "InstallerCore/support/Ascii.h"
+#include "hosts/linux/diskimage/DiskFailure.h"
+
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <string>
 #include <system_error>
 
@@ -24,13 +28,17 @@ bool holdsBelow(const fs::path& process, const std::string& path) {
             return true;
         }
     }
-    // A process may end, or not be ours to look into.
     std::error_code error;
     for (fs::directory_iterator file(process / "fd", error), end; !error && file != end;
          file.increment(error)) {
         if (leadsBelow(file->path(), path)) {
             return true;
         }
+    }
+    // A process may end, or not be ours to look into.
+    const int number = error.value();
+    if (error && number != ENOENT && number != ESRCH && number != EACCES && number != EPERM) {
+        throwDiskFailure("open files cannot be looked at", number);
     }
     return false;
 }
@@ -42,10 +50,13 @@ bool isInUse(const fs::path& path) {
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
         const std::string name = entry->path().filename();
-        const bool process = std::ranges::all_of(name, [](char c) { return c >= '0' && c <= '9'; });
+        const bool process = std::ranges::all_of(name, Ascii::isDigit);
         if (process && name != own && holdsBelow(entry->path(), path.string())) {
             return true;
         }
+    }
+    if (error) {
+        throwDiskFailure("open files cannot be looked at", error.value());
     }
     return false;
 }

@@ -1,5 +1,6 @@
 #include "hosts/linux/diskimage/PartitionMap.h"
 
+#include "InstallerCore/support/Ascii.h"
 #include "hosts/linux/diskimage/BigEndian.h"
 #include "hosts/linux/diskimage/DiskImageError.h"
 #include "hosts/linux/diskimage/DiskRange.h"
@@ -61,9 +62,7 @@ std::string guid(ByteView bytes) {
             text += '-';
         }
     }
-    std::ranges::transform(text, text.begin(), [](char digit) {
-        return digit >= 'a' && digit <= 'f' ? static_cast<char>(digit - 'a' + 'A') : digit;
-    });
+    std::ranges::transform(text, text.begin(), Ascii::upperCase);
     return text;
 }
 
@@ -112,6 +111,10 @@ std::string paddedText(ByteView bytes) {
     return std::string(text.substr(0, text.find('\0')));
 }
 
+bool isPrintable(char c) {
+    return c >= ' ' && c <= '~';
+}
+
 bool isApplePartition(ByteView entry) {
     return asText(entry.first(2)) == "PM";
 }
@@ -128,10 +131,29 @@ DiskLayout appleMap(int disk, const Bytes& first) {
             throw DiskImageError("the partition map is damaged");
         }
         const std::string type = paddedText(ByteView(entry).subspan(48, 32));
+        if (!std::ranges::all_of(type, isPrintable)) {
+            throw DiskImageError("the partition map is damaged");
+        }
         if (type != "Apple_Free") {
             layout.partitions.push_back(partition(disk, type, bigEndian<std::uint32_t>(entry, 8),
                                                   bigEndian<std::uint32_t>(entry, 12)));
         }
+    }
+    return layout;
+}
+
+// Else one volume could be unpacked as often as a map has entries.
+DiskLayout withoutOverlaps(DiskLayout layout) {
+    std::vector<const DiskPartition*> inOrder;
+    for (const DiskPartition& partition : layout.partitions) {
+        inOrder.push_back(&partition);
+    }
+    std::ranges::sort(inOrder, {}, [](const DiskPartition* partition) { return partition->offset; });
+    const auto overlap = [](const DiskPartition* one, const DiskPartition* next) {
+        return next->offset < one->offset + one->size;
+    };
+    if (std::ranges::adjacent_find(inOrder, overlap) != inOrder.end()) {
+        throw DiskImageError("two partitions overlap");
     }
     return layout;
 }
@@ -145,10 +167,10 @@ DiskLayout readDiskLayout(int disk) {
     }
     const Bytes second = readDisk(disk, sectorSize, sectorSize);
     if (asText(second).starts_with("EFI PART")) {
-        return guidTable(disk, second);
+        return withoutOverlaps(guidTable(disk, second));
     }
     if (isApplePartition(second)) {
-        return appleMap(disk, second);
+        return withoutOverlaps(appleMap(disk, second));
     }
     const std::optional<VolumeKind> kind = volumeAt(disk, 0, size);
     DiskLayout layout;

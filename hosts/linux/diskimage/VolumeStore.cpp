@@ -130,7 +130,15 @@ bool VolumeStore::isAt(const MountedVolume& volume, const std::string& name) con
         }
         return false;
     }
-    return S_ISDIR(status.st_mode) && status.st_dev == volume.device && status.st_ino == volume.inode;
+    return S_ISDIR(status.st_mode) && isRootOf(volume, status);
+}
+
+bool VolumeStore::isRootOf(const MountedVolume& volume, const struct stat& status) const {
+    struct stat here{};
+    if (::fstat(directory_.get(), &here) != 0) {
+        throwDiskFailure("the volume cannot be looked at", errno);
+    }
+    return status.st_dev == here.st_dev && status.st_ino == volume.inode;
 }
 
 bool VolumeStore::isIntact(const MountRecord& record) const {
@@ -144,8 +152,7 @@ const MountRecord* VolumeStore::imageAt(const std::filesystem::path& mountPoint)
     const bool there = ::lstat(mountPoint.c_str(), &status) == 0;
     for (const MountRecord& record : records_) {
         for (const SystemEntity& entity : record.entities) {
-            const bool same = entity.volume && there && entity.volume->device == status.st_dev &&
-                              entity.volume->inode == status.st_ino;
+            const bool same = entity.volume && there && isRootOf(*entity.volume, status);
             // One that somebody has removed can still be named.
             const bool gone = entity.volume && !there && placeOf(*entity.volume) == mountPoint;
             if (same || gone) {
@@ -200,7 +207,6 @@ void VolumeStore::show(MountRecord& record, std::size_t entity) const {
     if (root.get() < 0 || ::fstat(root.get(), &status) != 0) {
         throwDiskFailure("the volume cannot be mounted", errno);
     }
-    volume.device = status.st_dev;
     volume.inode = status.st_ino;
     const std::string wanted = volume.name;
     for (unsigned attempt = 0;; ++attempt) {

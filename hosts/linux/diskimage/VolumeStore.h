@@ -58,6 +58,7 @@ private:
     void show(MountRecord& record, std::size_t entity) const;
     void hide(const MountRecord& record) const;
     [[nodiscard]] bool isAt(const MountedVolume& volume, const std::string& name) const;
+    [[nodiscard]] bool isRootOf(const MountedVolume& volume, const struct stat& status) const;
 
     std::filesystem::path volumes_;
     Descriptor directory_;

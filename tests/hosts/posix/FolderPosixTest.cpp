@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+
 namespace InstallerCore {
 
 namespace {
@@ -36,6 +38,27 @@ protected:
     TemporaryDirectory directory_;
     std::unique_ptr<Folder> folder_ = FoldersPosix().open(directory_.path());
 };
+
+// An empty staging directory would be in the way of every later start.
+TEST_F(FolderPosixTest, NewDirectoryThatDoesNotReachTheDiskIsTakenAway) {
+    for (const char* const call : {"fsync", "fchmodat"}) {
+        const Testing::FailingCall failing(call, EIO);
+        expectPlatformError(FileErrorCode::writeUnknown, [this] { folder_->createFolder("made"); });
+        EXPECT_FALSE(std::filesystem::exists(place("made"))) << call;
+    }
+    const Testing::FailingCall failing("fsync", EINVAL); // a file system that has no such step
+    folder_->createFolder("made");
+    EXPECT_TRUE(std::filesystem::exists(place("made")));
+}
+
+TEST_F(FolderPosixTest, MoveThatDoesNotReachTheDiskIsTold) {
+    makeTree("tree");
+    folder_->createFolder("other");
+    const auto other = folder_->openFolder("other");
+    const Testing::FailingCall failing("fsync", EIO);
+    expectPlatformError(FileErrorCode::writeUnknown, [&] { folder_->move("tree", *other, "moved"); });
+    EXPECT_EQ(readFile(place("other/moved/Contents/file")), "tree");
+}
 
 TEST_F(FolderPosixTest, WhatALinkLeadsToDecidesWhetherItExists) {
     makeTree("tree");

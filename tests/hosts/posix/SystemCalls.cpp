@@ -114,7 +114,7 @@ int __wrap_unlinkat(int directory, const char* path, int flags) {
 
 int __wrap_fchmodat(int directory, const char* path, mode_t mode, int flags) {
     announce("fchmodat");
-    return __real_fchmodat(directory, path, mode, flags);
+    return fails("fchmodat") ? -1 : __real_fchmodat(directory, path, mode, flags);
 }
 
 int __wrap_flock(int file, int operation) {

@@ -22,7 +22,7 @@ MountRecord sampleRecord() {
                           .contentHint = "Apple_HFS",
                           .unmappedContentHint = "<type>",
                           .mountable = true,
-                          .volume = MountedVolume{.name = "A & B", .kind = "hfs", .device = 6, .inode = 7}}}};
+                          .volume = MountedVolume{.name = "A & B", .kind = "hfs", .inode = 7}}}};
 }
 
 TEST(ImageTableTest, EntitiesComeWithAndWithoutMountPoints) {

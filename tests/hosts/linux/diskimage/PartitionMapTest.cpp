@@ -164,7 +164,21 @@ TEST(PartitionMapTest, ADamagedAppleMapIsRefused) {
     EXPECT_EQ(error(appleEntry(0xffffffff, 1, 1, "Apple_HFS")), "the partition map is damaged");
     EXPECT_EQ(error(appleEntry(1, 1, 100, "Apple_HFS")), "a partition lies outside the disk");
     EXPECT_EQ(error(appleEntry(1, 0xffffffff, 0xffffffff, "Apple_HFS")), "a partition lies outside the disk");
+    EXPECT_EQ(error(appleEntry(1, 1, 9, "Apple\xff")), "the partition map is damaged");
+    EXPECT_EQ(error(appleEntry(1, 1, 9, "Apple\x01HFS")), "the partition map is damaged");
     EXPECT_EQ(error(appleEntry(1, 99, 1, "Apple_HFS")), "none") << "too small for a volume, and no harm";
+}
+
+// Else a small image could be unpacked as often as its map has entries.
+TEST(PartitionMapTest, PartitionsThatOverlapAreRefused) {
+    const std::string overlap = "two partitions overlap";
+    EXPECT_EQ(errorOf(guidDisk({{.first = 10, .last = 19}, {.first = 10, .last = 19}})), overlap);
+    EXPECT_EQ(errorOf(guidDisk({{.first = 20, .last = 99}, {.first = 10, .last = 20}})), overlap);
+    EXPECT_EQ(errorOf(guidDisk({{.first = 20, .last = 99}, {.first = 10, .last = 19}})), "none");
+    std::string disk(100 * sector, '\0');
+    put(disk, sector, appleEntry(2, 10, 90, "Apple_HFS"));
+    put(disk, 2 * sector, appleEntry(2, 50, 10, "Apple_HFS"));
+    EXPECT_EQ(errorOf(disk), overlap);
 }
 
 TEST(PartitionMapTest, AVolumeMayFillTheDisk) {

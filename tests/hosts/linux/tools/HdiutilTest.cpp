@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 
 namespace InstallerCore {
 
@@ -155,6 +156,17 @@ TEST_F(HdiutilTest, OtherContentAtTheSamePathIsAnotherImage) {
     EXPECT_EQ(mount(image), volumes_ / "Kavio 1");
     EXPECT_EQ(readFile(volumes_ / "Kavio/read me"), "text");
     EXPECT_EQ(readFile(volumes_ / "Kavio 1/read me"), "newer text");
+}
+
+// The file itself, its size and its date are as before.
+TEST_F(HdiutilTest, OtherContentUnderTheSameDateIsAnotherImage) {
+    const fs::path image = makeSmallImage();
+    const auto date = fs::last_write_time(image);
+    const std::string content = readFile(image);
+    EXPECT_EQ(mount(image), volumes_ / "Kavio");
+    std::ofstream(image, std::ios::binary | std::ios::in) << content;
+    fs::last_write_time(image, date);
+    EXPECT_EQ(mount(image), volumes_ / "Kavio 1");
 }
 
 TEST_F(HdiutilTest, TakenNamesGetNumbers) {

@@ -8,6 +8,18 @@
 
 namespace InstallerCore {
 
+namespace {
+
+std::string requiredText(const PropertyValue& list, std::string_view key) {
+    const std::string* const text = textMember(list, key);
+    if (text == nullptr || text->empty()) {
+        throw InstallerError::message(ErrorText::missingIdentity);
+    }
+    return *text;
+}
+
+} // namespace
+
 PropertyValue readInfoPropertyList(const std::filesystem::path& application, const Platform& platform) {
     constexpr std::size_t longest = std::size_t{16} << 20U;
     const auto file = platform.files.openForReading(application / "Contents/Info.plist");
@@ -17,12 +29,8 @@ PropertyValue readInfoPropertyList(const std::filesystem::path& application, con
 ApplicationMetadata ApplicationMetadata::read(const std::filesystem::path& application,
                                               const Platform& platform) {
     const PropertyValue list = readInfoPropertyList(application, platform);
-    const std::string* const bundleID = textMember(list, "CFBundleIdentifier");
-    const std::string* const version = textMember(list, "CFBundleShortVersionString");
-    const bool complete =
-        bundleID != nullptr && version != nullptr && !bundleID->empty() && !version->empty();
-    require(complete, ErrorText::missingIdentity);
-    return {.bundleID = *bundleID, .version = *version};
+    return {.bundleID = requiredText(list, "CFBundleIdentifier"),
+            .version = requiredText(list, "CFBundleShortVersionString")};
 }
 
 } // namespace InstallerCore

@@ -51,6 +51,7 @@ public:
     // is as new and verifies. A failure leaves the application that was there before, or none; what it leaves
     // besides, and what an interruption at any instant leaves, recover() understands. On success the staging
     // directory stays, with the previous application in it.
+    // NOLINTNEXTLINE(modernize-use-nodiscard): who gave the directory knows the path
     std::filesystem::path install(const std::filesystem::path& dmg, const Artifact& artifact,
                                   const std::filesystem::path& directory, const Progress& progress) const;
 

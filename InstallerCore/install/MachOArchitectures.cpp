@@ -56,10 +56,10 @@ std::optional<Format> formatOf(std::uint32_t magic) {
 
 void addArchitecture(std::set<std::string>& architectures, std::uint32_t cpuType) {
     constexpr std::uint32_t arm64 = 0x0100000C;
-    constexpr std::uint32_t x86_64 = 0x01000007;
+    constexpr std::uint32_t x64 = 0x01000007;
     if (cpuType == arm64) {
         architectures.insert("arm64");
-    } else if (cpuType == x86_64) {
+    } else if (cpuType == x64) {
         architectures.insert("x64");
     }
 }

@@ -15,7 +15,7 @@ namespace InstallerCore {
 namespace {
 
 constexpr off_t statusBlockSize = 512;
-constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::size_t bufferSize = std::size_t{256} * 1024;
 
 bool isSame(const struct timespec& one, const struct timespec& other) {
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;

@@ -55,8 +55,7 @@ void FileQueue::startThreads() {
         while (threads_.size() < helperCount()) {
             threads_.emplace_back([this] { serve(); });
         }
-    } catch (const std::system_error&) {
-        // Fewer threads do the same work.
+    } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch): fewer threads do the same work
     }
 }
 

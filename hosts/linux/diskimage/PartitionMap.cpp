@@ -145,6 +145,7 @@ DiskLayout appleMap(int disk, const Bytes& first) {
 // Else one volume could be unpacked as often as a map has entries.
 DiskLayout withoutOverlaps(DiskLayout layout) {
     std::vector<const DiskPartition*> inOrder;
+    inOrder.reserve(layout.partitions.size());
     for (const DiskPartition& partition : layout.partitions) {
         inOrder.push_back(&partition);
     }

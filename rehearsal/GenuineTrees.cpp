@@ -14,7 +14,7 @@ public:
     Tree(std::filesystem::path bundle, const std::set<std::string>& digests)
         : bundle_(std::move(bundle)), digests_(digests) {}
 
-    [[nodiscard]] bool isValid(const SigningRequirement&) const override {
+    [[nodiscard]] bool isValid(const SigningRequirement& /*requirement*/) const override {
         try {
             return digests_.contains(treeDigest(bundle_));
         } catch (const std::exception&) {
@@ -34,7 +34,7 @@ std::unique_ptr<StaticCode> GenuineTrees::staticCode(const std::filesystem::path
     return std::filesystem::is_directory(bundle, error) ? std::make_unique<Tree>(bundle, digests_) : nullptr;
 }
 
-std::unique_ptr<SigningRequirement> GenuineTrees::requirement(const std::string&) const {
+std::unique_ptr<SigningRequirement> GenuineTrees::requirement(const std::string& /*text*/) const {
     return std::make_unique<SigningRequirement>();
 }
 

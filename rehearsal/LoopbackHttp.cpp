@@ -30,8 +30,18 @@ void LoopbackHttp::configure(CURL* handle) const {
 }
 
 Platform over(Http& http, const Platform& host) {
-    return {http,         host.files,     host.digests,       host.clock,       host.system,    host.log,
-            host.folders, host.processes, host.propertyLists, host.codeSigning, host.workspace, host.paths};
+    return {.http = http,
+            .files = host.files,
+            .digests = host.digests,
+            .clock = host.clock,
+            .system = host.system,
+            .log = host.log,
+            .folders = host.folders,
+            .processes = host.processes,
+            .propertyLists = host.propertyLists,
+            .codeSigning = host.codeSigning,
+            .workspace = host.workspace,
+            .paths = host.paths};
 }
 
 } // namespace InstallerCore::Rehearsal

@@ -25,7 +25,7 @@ RehearsalRoot::RehearsalRoot(fs::path directory) : directory_(std::move(director
     install(HDIUTIL, paths().hdiutil);
     install(DITTO, paths().ditto);
     std::ofstream(paths().spctl) << policyTool;
-    fs::permissions(paths().spctl, fs::perms{0755});
+    fs::permissions(paths().spctl, fs::perms::owner_all);
 }
 
 SystemPaths RehearsalRoot::paths() const {

@@ -137,8 +137,18 @@ Outcome runOnce(const Config& config, Interruption interruption, const std::file
 
 // The services of this machine but for the network, the signatures and the places.
 Platform rehearsed(const Platform& host, Http& http, const CodeSigning& signing, const SystemPaths& paths) {
-    return {http,         host.files,     host.digests,       host.clock, host.system,    host.log,
-            host.folders, host.processes, host.propertyLists, signing,    host.workspace, paths};
+    return {.http = http,
+            .files = host.files,
+            .digests = host.digests,
+            .clock = host.clock,
+            .system = host.system,
+            .log = host.log,
+            .folders = host.folders,
+            .processes = host.processes,
+            .propertyLists = host.propertyLists,
+            .codeSigning = signing,
+            .workspace = host.workspace,
+            .paths = paths};
 }
 
 int rehearse(const Config& config, const std::filesystem::path& directory) {

@@ -50,7 +50,8 @@ void addEntry(Digest& digest, const fs::path& entry, const std::string& name) {
     digest.add(name);
     digest.add(std::to_string(static_cast<int>(status.type())));
     if (status.type() == fs::file_type::symlink) {
-        return digest.add(fs::read_symlink(entry).string());
+        digest.add(fs::read_symlink(entry).string());
+        return;
     }
     digest.add(std::to_string(static_cast<unsigned>(status.permissions())));
     if (status.type() == fs::file_type::regular) {

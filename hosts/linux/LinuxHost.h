@@ -40,8 +40,17 @@ private:
     PropertyListsLibplist propertyLists_;
     NoCodeSigning codeSigning_;
     WorkspaceProc workspace_{files_, propertyLists_};
-    Platform platform_{http_,    files_,     digests_,       clock_,       system_,   log_,
-                       folders_, processes_, propertyLists_, codeSigning_, workspace_};
+    Platform platform_{.http = http_,
+                       .files = files_,
+                       .digests = digests_,
+                       .clock = clock_,
+                       .system = system_,
+                       .log = log_,
+                       .folders = folders_,
+                       .processes = processes_,
+                       .propertyLists = propertyLists_,
+                       .codeSigning = codeSigning_,
+                       .workspace = workspace_};
 };
 
 } // namespace InstallerCore

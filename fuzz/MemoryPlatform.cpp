@@ -2,8 +2,10 @@
 
 #include "InstallerCore/platform/CodeSigning.h"
 #include "InstallerCore/platform/Folders.h"
+#include "InstallerCore/platform/Languages.h"
 #include "InstallerCore/platform/Processes.h"
 #include "InstallerCore/platform/PropertyLists.h"
+#include "InstallerCore/platform/Resources.h"
 #include "InstallerCore/platform/Workspace.h"
 #include "InstallerCore/support/PlatformError.h"
 #include "fuzz/Check.h"
@@ -181,6 +183,18 @@ class NoWorkspace final : public Workspace {
     bool isRunning(const std::string&) const override { unused("no look at applications"); }
 };
 
+class NoLanguages final : public Languages {
+    std::vector<std::string> preferred() const override { unused("no words"); }
+
+    std::string percent(double, const std::string&) const override { unused("no words"); }
+};
+
+class NoResources final : public Resources {
+    std::optional<std::filesystem::path> find(const std::string&, const std::string&) const override {
+        unused("no resource");
+    }
+};
+
 } // namespace
 
 struct MemoryPlatform::Services {
@@ -197,13 +211,16 @@ struct MemoryPlatform::Services {
     NoPropertyLists propertyLists;
     NoSignatures codeSigning;
     NoWorkspace workspace;
+    NoLanguages languages;
+    NoResources resources;
 };
 
 MemoryPlatform::MemoryPlatform()
     : services_(std::make_unique<Services>(entries)),
-      platform_{services_->http,          services_->files,       services_->digests,  services_->clock,
-                services_->system,        services_->log,         services_->folders,  services_->processes,
-                services_->propertyLists, services_->codeSigning, services_->workspace} {}
+      platform_{services_->http,          services_->files,       services_->digests,   services_->clock,
+                services_->system,        services_->log,         services_->folders,   services_->processes,
+                services_->propertyLists, services_->codeSigning, services_->workspace, services_->languages,
+                services_->resources} {}
 
 MemoryPlatform::~MemoryPlatform() = default;
 

@@ -41,6 +41,8 @@ Platform over(Http& http, const Platform& host) {
             .propertyLists = host.propertyLists,
             .codeSigning = host.codeSigning,
             .workspace = host.workspace,
+            .languages = host.languages,
+            .resources = host.resources,
             .paths = host.paths};
 }
 

@@ -1,15 +1,10 @@
 #include "rehearsal/RehearsalRoot.h"
 
-#include <fstream>
-
 namespace InstallerCore::Rehearsal {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// Until there is one that knows the rules: accepts what was found to be signed just before.
-constexpr const char* policyTool = "#!/bin/sh\nexit 0\n";
 
 void install(const fs::path& tool, const fs::path& place) {
     fs::copy_file(tool, place, fs::copy_options::overwrite_existing);
@@ -24,8 +19,7 @@ RehearsalRoot::RehearsalRoot(fs::path directory) : directory_(std::move(director
     }
     install(HDIUTIL, paths().hdiutil);
     install(DITTO, paths().ditto);
-    std::ofstream(paths().spctl) << policyTool;
-    fs::permissions(paths().spctl, fs::perms::owner_all);
+    install(SPCTL, paths().spctl);
 }
 
 SystemPaths RehearsalRoot::paths() const {

@@ -14,7 +14,6 @@
 #include "InstallerCore/platform/Platform.h"
 #include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
-#include "rehearsal/GenuineTrees.h"
 #include "rehearsal/LoopbackHttp.h"
 #include "rehearsal/RehearsalRoot.h"
 #include "rehearsal/ReleaseServer.h"
@@ -135,8 +134,8 @@ Outcome runOnce(const Config& config, Interruption interruption, const std::file
     }
 }
 
-// The services of this machine but for the network, the signatures and the places.
-Platform rehearsed(const Platform& host, Http& http, const CodeSigning& signing, const SystemPaths& paths) {
+// The services of this machine but for the network and the places.
+Platform rehearsed(const Platform& host, Http& http, const SystemPaths& paths) {
     return {.http = http,
             .files = host.files,
             .digests = host.digests,
@@ -146,8 +145,10 @@ Platform rehearsed(const Platform& host, Http& http, const CodeSigning& signing,
             .folders = host.folders,
             .processes = host.processes,
             .propertyLists = host.propertyLists,
-            .codeSigning = signing,
+            .codeSigning = host.codeSigning,
             .workspace = host.workspace,
+            .languages = host.languages,
+            .resources = host.resources,
             .paths = paths};
 }
 
@@ -160,10 +161,10 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
 
     const RehearsalRoot root(directory / "root");
     const LinuxHost host(root.home());
-    say("Making a release: disk images of a sample application for both architectures.");
-    const GenuineTrees signing(writeSampleRelease(
-        config, {.version = version, .payloadFiles = payloadFiles, .payloadBytes = payloadBytes}, documents,
-        host.platform()));
+    say("Making a release: disk images of a signed sample application for both architectures.");
+    writeSampleRelease(config,
+                       {.version = version, .payloadFiles = payloadFiles, .payloadBytes = payloadBytes},
+                       documents, host.platform());
 
     const CertificateAuthority authority;
     writePrivateFile(directory / "authority.pem", authority.certificate());
@@ -173,7 +174,7 @@ int rehearse(const Config& config, const std::filesystem::path& directory) {
                          .http2 = true,
                          .locations = ""});
     LoopbackHttp http(config.allowedHosts, nginx.port(), directory / "authority.pem");
-    const Platform platform = rehearsed(host.platform(), http, signing, root.paths());
+    const Platform platform = rehearsed(host.platform(), http, root.paths());
 
     say("\nFirst run, interrupted half-way:");
     const Outcome first = runOnce(config, Interruption::halfWay, root.applications(), platform);

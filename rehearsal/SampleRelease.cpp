@@ -1,10 +1,11 @@
 #include "rehearsal/SampleRelease.h"
 
+#include "InstallerCore/install/StagingDirectory.h"
 #include "InstallerCore/platform/Digests.h"
 #include "InstallerCore/platform/Files.h"
 #include "InstallerCore/support/Base64.h"
 #include "rehearsal/SampleImage.h"
-#include "rehearsal/TreeDigest.h"
+#include "rehearsal/SampleSignature.h"
 
 #include <fstream>
 #include <stdexcept>
@@ -28,14 +29,12 @@ std::string hashOf(const std::filesystem::path& file, const Platform& platform) 
 
 } // namespace
 
-std::set<std::string> writeSampleRelease(const Config& config, SampleApplicationOptions application,
-                                         const std::filesystem::path& documentRoot,
-                                         const Platform& platform) {
+void writeSampleRelease(const Config& config, SampleApplicationOptions application,
+                        const std::filesystem::path& documentRoot, const Platform& platform) {
     const std::filesystem::path feed = documentRoot.string() + config.url(config.channelURL).path();
     std::filesystem::create_directories(feed.parent_path());
-    std::set<std::string> digests;
-    const SampleImageOptions options{.arrange = [&digests](const std::filesystem::path& volume) {
-        digests.insert(treeDigest(volume / "Kavio.app"));
+    const SampleImageOptions options{.arrange = [](const std::filesystem::path& volume) {
+        signSampleApplication(volume / StagingDirectory::applicationName);
     }};
     std::string text = "version: " + application.version + "\nfiles:\n";
     for (const std::string architecture : {"arm64", "x64"}) {
@@ -52,7 +51,6 @@ std::set<std::string> writeSampleRelease(const Config& config, SampleApplication
     if (!stream) {
         throw std::runtime_error("the sample feed cannot be written");
     }
-    return digests;
 }
 
 } // namespace InstallerCore::Rehearsal

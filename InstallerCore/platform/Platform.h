@@ -10,8 +10,10 @@ class Digests;
 class Files;
 class Folders;
 class Http;
+class Languages;
 class Processes;
 class PropertyLists;
+class Resources;
 class SystemInfo;
 class SystemLog;
 class Workspace;
@@ -40,6 +42,8 @@ struct Platform {
     const PropertyLists& propertyLists;
     const CodeSigning& codeSigning;
     const Workspace& workspace;
+    const Languages& languages;
+    const Resources& resources;
     SystemPaths paths{};
 
     // The process-wide host, the default of every operation that needs one. Aborts when a main has not

@@ -12,11 +12,13 @@ CATALOGUE = ("InstallerCore/config/ErrorText.h", "InstallerCore/config/ErrorText
 CATALOGUE_TEST = "tests/InstallerCore/config/ErrorTextTest.cpp"
 PRODUCTION = ("InstallerCore", "KavioInstaller", "hosts")
 
-# Where a text is looked for in a description, or written by a script that outlives the program: neither is a second
-# spelling of it.
+# Where a text is looked for in a description, written by a script that outlives the program, or said to the user in a
+# sentence that begins alike: none is a second spelling of it.
 RECOGNISED = {
     ("InstallerCore/download/Downloader.cpp", "HTTP "),
     ("InstallerCore/install/InstallerDiskImage.cpp", "Installer disk image ejection deferred: "),
+    ("InstallerCore/localization/ErrorMessage.cpp", "HTTP "),
+    ("InstallerCore/localization/InstallerMessage.cpp", "Not enough disk space"),
 }
 
 

@@ -5,23 +5,16 @@
 #include "InstallerCore/install/Installation.h"
 #include "InstallerCore/install/InstanceLock.h"
 #include "hosts/linux/LinuxHost.h"
-#include "rehearsal/GenuineTrees.h"
 
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <set>
 
 namespace InstallerCore::Testing {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::set<std::string> linesOf(const fs::path& file) {
-    std::ifstream stream(file);
-    return {std::istream_iterator<std::string>(stream), {}};
-}
 
 Artifact artifactIn(const fs::path& file) {
     std::ifstream stream(file);
@@ -39,10 +32,10 @@ SystemPaths pathsBelow(const fs::path& root) {
 const char* start(const fs::path& root, const fs::path& release) {
     const LinuxHost host(root / "home");
     const Platform& real = host.platform();
-    Rehearsal::GenuineTrees signing(linesOf(release / InstallProgram::genuineFile));
-    const Platform platform{real.http,          real.files, real.digests,   real.clock,
-                            real.system,        real.log,   real.folders,   real.processes,
-                            real.propertyLists, signing,    real.workspace, pathsBelow(root)};
+    const Platform platform{real.http,          real.files,       real.digests,   real.clock,
+                            real.system,        real.log,         real.folders,   real.processes,
+                            real.propertyLists, real.codeSigning, real.workspace, real.languages,
+                            real.resources,     pathsBelow(root)};
     Config config = Config::decode(BuildConfig::json());
     config.bundleID = InstallProgram::bundleIdentifier;
     const Artifact artifact = artifactIn(release / InstallProgram::artifactFile);

@@ -11,7 +11,9 @@
 #include "hosts/posix/ProcessesPosix.h"
 #include "hosts/posix/RemoveTree.h"
 #include "rehearsal/SampleImage.h"
+#include "rehearsal/SampleSignature.h"
 #include "rehearsal/TreeDigest.h"
+#include "rehearsal/signing/BundleSigner.h"
 #include "tests/integration/InstallProgram.h"
 
 #include <fcntl.h>
@@ -128,7 +130,14 @@ const InstallRoot::Release& InstallRoot::release(const std::string& version) {
                                                       .architectures = {nativeArch(plainPlatform())},
                                                       .small = true};
     const fs::path application = Rehearsal::makeSampleApplication(options, work);
-    Rehearsal::makeSampleImage(options, work / "image.dmg");
+    Rehearsal::signBundle(application, &Rehearsal::sampleIdentity());
+    Rehearsal::setSampleDates(application);
+    const fs::path volume = work / "volume";
+    fs::create_directory(volume);
+    copyAll(application, volume / application.filename());
+    fs::create_symlink("/Applications", volume / "Applications");
+    Rehearsal::setSampleDates(volume);
+    Rehearsal::packImage(volume, work / "image.dmg");
     Release made{.digest = Rehearsal::treeDigest(application),
                  .hash = hashFile(work / "image.dmg", plainPlatform())};
     fs::rename(work / "image.dmg", cache() / (made.hash + ".dmg"));
@@ -142,13 +151,6 @@ const InstallRoot::Release& InstallRoot::release(const std::string& version) {
                             .sha512 = made.hash};
     writeFile(work / InstallProgram::artifactFile, asText(artifact.encode()));
     const auto added = releases_.emplace(version, std::move(made)).first;
-    std::string genuine;
-    for (const auto& [name, each] : releases_) {
-        genuine += each.digest + "\n";
-    }
-    for (const auto& [name, each] : releases_) {
-        writeFile(directory_ / name / InstallProgram::genuineFile, genuine);
-    }
     return added->second;
 }
 

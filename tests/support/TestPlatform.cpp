@@ -43,8 +43,8 @@ std::vector<std::string> RecordingLog::lines() const {
 }
 
 Platform TestPlatform::with(Files& otherFiles, Clock& otherClock) {
-    return {http,    otherFiles, digests,       otherClock,  system,   log,
-            folders, processes,  propertyLists, codeSigning, workspace};
+    return {http,      otherFiles,    digests,     otherClock, system,    log,      folders,
+            processes, propertyLists, codeSigning, workspace,  languages, resources};
 }
 
 std::filesystem::path TestPlatform::cachePath() const {

@@ -10,7 +10,9 @@
 #include "hosts/posix/FoldersPosix.h"
 #include "tests/support/FakeCodeSigning.h"
 #include "tests/support/FakeHttp.h"
+#include "tests/support/FakeLanguages.h"
 #include "tests/support/FakeProcesses.h"
+#include "tests/support/FakeResources.h"
 #include "tests/support/FakeWorkspace.h"
 #include "tests/support/FaultyFiles.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -78,8 +80,10 @@ public:
     PropertyListsLibplist propertyLists;
     FakeCodeSigning codeSigning;
     FakeWorkspace workspace;
-    Platform platform{http,    files,     digests,       clock,       system,   log,
-                      folders, processes, propertyLists, codeSigning, workspace};
+    FakeLanguages languages;
+    FakeResources resources;
+    Platform platform{http,      files,         digests,     clock,     system,    log,      folders,
+                      processes, propertyLists, codeSigning, workspace, languages, resources};
 
     // The same services but for these.
     [[nodiscard]] Platform with(Files& otherFiles) { return with(otherFiles, clock); }

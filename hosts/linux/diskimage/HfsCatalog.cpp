@@ -1,6 +1,6 @@
 #include "hosts/linux/diskimage/HfsCatalog.h"
 
-#include "hosts/linux/diskimage/BigEndian.h"
+#include "hosts/linux/BigEndian.h"
 #include "hosts/linux/diskimage/DiskImageError.h"
 #include "hosts/linux/diskimage/DiskRange.h"
 #include "hosts/linux/diskimage/VolumeListing.h"

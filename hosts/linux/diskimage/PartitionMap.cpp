@@ -1,7 +1,7 @@
 #include "hosts/linux/diskimage/PartitionMap.h"
 
 #include "InstallerCore/support/Ascii.h"
-#include "hosts/linux/diskimage/BigEndian.h"
+#include "hosts/linux/BigEndian.h"
 #include "hosts/linux/diskimage/DiskImageError.h"
 #include "hosts/linux/diskimage/DiskRange.h"
 

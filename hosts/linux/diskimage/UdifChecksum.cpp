@@ -1,6 +1,6 @@
 #include "hosts/linux/diskimage/UdifChecksum.h"
 
-#include "hosts/linux/diskimage/BigEndian.h"
+#include "hosts/linux/BigEndian.h"
 #include "hosts/linux/diskimage/DiskImageError.h"
 
 #include <libdeflate.h>

@@ -88,9 +88,10 @@ protected:
 TEST_F(InstallFailureTest, FirstOfSeveralFailuresIsTheOneReported) {
     // Everything is wrong; one after the other is mended.
     ScriptedSpace volumes(test_.folders);
-    const Platform platform{test_.http,          test_.files,       test_.digests,  test_.clock,
-                            test_.system,        test_.log,         volumes,        test_.processes,
-                            test_.propertyLists, test_.codeSigning, test_.workspace};
+    const Platform platform{test_.http,          test_.files,       test_.digests,   test_.clock,
+                            test_.system,        test_.log,         volumes,         test_.processes,
+                            test_.propertyLists, test_.codeSigning, test_.workspace, test_.languages,
+                            test_.resources};
     const auto expectThisError = [&](const std::string& text) {
         volumes.asked.clear();
         expectInstallerError(text, [&] {
@@ -169,9 +170,10 @@ TEST_F(InstallFailureTest, BothSpaceChecksAreExactToTheByte) {
     const std::int64_t first = 200'000 + margin;
     const std::int64_t second = measured + margin;
     ScriptedSpace volumes(test_.folders);
-    const Platform platform{test_.http,          test_.files,       test_.digests,  test_.clock,
-                            test_.system,        test_.log,         volumes,        test_.processes,
-                            test_.propertyLists, test_.codeSigning, test_.workspace};
+    const Platform platform{test_.http,          test_.files,       test_.digests,   test_.clock,
+                            test_.system,        test_.log,         volumes,         test_.processes,
+                            test_.propertyLists, test_.codeSigning, test_.workspace, test_.languages,
+                            test_.resources};
     const auto install = [&] {
         volumes.asked.clear();
         Installation(scene_.config, platform)

@@ -64,9 +64,10 @@ protected:
 TEST(CheckSpaceTest, FreeSpaceIsComparedToTheByte) {
     Testing::TestPlatform test;
     FakeSpace volumes;
-    const Platform platform{test.http,          test.files,       test.digests,  test.clock,
-                            test.system,        test.log,         volumes,       test.processes,
-                            test.propertyLists, test.codeSigning, test.workspace};
+    const Platform platform{test.http,          test.files,       test.digests,   test.clock,
+                            test.system,        test.log,         volumes,        test.processes,
+                            test.propertyLists, test.codeSigning, test.workspace, test.languages,
+                            test.resources};
     const Installation installation({}, platform);
     constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
     for (const std::int64_t bytes : {std::int64_t{0}, std::int64_t{1}, std::int64_t{536'870'912}, largest}) {

@@ -76,9 +76,10 @@ protected:
 private:
     Testing::TestPlatform test_;
     ProcessesPosix processes_;
-    Platform platform_{test_.http,          test_.files,       test_.digests,  test_.clock,
-                       test_.system,        test_.log,         test_.folders,  processes_,
-                       test_.propertyLists, test_.codeSigning, test_.workspace};
+    Platform platform_{test_.http,          test_.files,       test_.digests,   test_.clock,
+                       test_.system,        test_.log,         test_.folders,   processes_,
+                       test_.propertyLists, test_.codeSigning, test_.workspace, test_.languages,
+                       test_.resources};
 };
 
 TEST_F(RunToolForRealTest, MoreThanAPipeHoldsComesBack) {

@@ -2,12 +2,16 @@
 
 #include "InstallerCore/download/HashFile.h"
 #include "InstallerCore/install/RunTool.h"
+#include "tests/support/EnvironmentVariable.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <optional>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 namespace InstallerCore {
 
@@ -43,11 +47,31 @@ TEST(LinuxHostTest, InstallationRunsOnTheSystemsOwn) {
     EXPECT_EQ(platform.paths.volumes, "/Volumes");
 }
 
-// Until signatures can be checked, no application is accepted.
-TEST(LinuxHostTest, NothingCountsAsSigned) {
+TEST(LinuxHostTest, SignaturesAreChecked) {
     const LinuxHost host;
-    EXPECT_EQ(host.platform().codeSigning.staticCode("/bin/sh"), nullptr);
-    EXPECT_EQ(host.platform().codeSigning.requirement("anchor apple generic"), nullptr);
+    const CodeSigning& signing = host.platform().codeSigning;
+    EXPECT_EQ(signing.requirement("nonsense"), nullptr);
+    const auto requirement = signing.requirement("anchor apple generic");
+    const auto code = signing.staticCode("/bin/sh"); // code, but nobody signed it
+    ASSERT_NE(requirement, nullptr);
+    ASSERT_NE(code, nullptr);
+    EXPECT_FALSE(code->isValid(*requirement));
+}
+
+TEST(LinuxHostTest, ResourcesAreOfTheProgramOrOfTheDirectoryGiven) {
+    const Testing::TemporaryDirectory directory;
+    Testing::writeFile(directory / "word.json", "{}");
+    EXPECT_EQ(LinuxHost(directory.path()).platform().resources.find("word", "json"), std::nullopt);
+    EXPECT_EQ(LinuxHost(directory.path(), directory.path()).platform().resources.find("word", "json"),
+              directory / "word.json");
+}
+
+TEST(LinuxHostTest, LanguagesAreOfTheEnvironment) {
+    const Testing::EnvironmentVariable language("LANGUAGE", "ja:fr_FR");
+    const Testing::EnvironmentVariable all("LC_ALL", "en_US.UTF-8");
+    const LinuxHost host;
+    EXPECT_EQ(host.platform().languages.preferred(), (std::vector<std::string>{"ja", "fr-FR"}));
+    EXPECT_EQ(host.platform().languages.percent(0.5, "en-US"), "50.0%");
 }
 
 TEST(LinuxHostTest, CoreRunsOnIt) {

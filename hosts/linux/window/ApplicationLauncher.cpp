@@ -1,0 +1,37 @@
+#include "hosts/linux/window/ApplicationLauncher.h"
+
+#include "InstallerCore/platform/Files.h"
+#include "InstallerCore/platform/Folders.h"
+#include "InstallerCore/platform/Processes.h"
+#include "InstallerCore/platform/PropertyLists.h"
+#include "InstallerCore/platform/ReadText.h"
+
+#include <exception>
+
+namespace InstallerCore {
+
+namespace {
+
+std::filesystem::path executableOf(const std::filesystem::path& application, const Platform& platform) {
+    constexpr std::size_t longest = std::size_t{16} << 20U;
+    const auto file = platform.files.openForReading(application / "Contents/Info.plist");
+    const PropertyValue list = platform.propertyLists.parse(readBytes(*file, longest));
+    const std::string* const name = textMember(list, "CFBundleExecutable");
+    return application / "Contents/Linux" / (name == nullptr ? std::string("none") : *name);
+}
+
+} // namespace
+
+OpenResult launchApplication(const std::filesystem::path& application, const Platform& platform) {
+    try {
+        const auto executable = executableOf(application, platform);
+        if (platform.folders.exists(executable)) {
+            platform.processes.startDetached(executable, {});
+        }
+        return {.error = std::nullopt, .isRunning = true};
+    } catch (const std::exception& error) {
+        return {.error = error.what(), .isRunning = false};
+    }
+}
+
+} // namespace InstallerCore

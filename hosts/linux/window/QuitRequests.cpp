@@ -1,0 +1,50 @@
+#include "hosts/linux/window/QuitRequests.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <QGuiApplication>
+#include <QSessionManager>
+#include <QSocketNotifier>
+#include <csignal>
+#include <utility>
+
+namespace InstallerCore {
+
+namespace {
+
+// A descriptor that has the signals to read in place of their usual effect; children start without any of it.
+Descriptor takeSignals() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        ::sigaddset(&signals, number);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return Descriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
+}
+
+} // namespace
+
+QuitRequests::QuitRequests(std::function<bool()> mayQuit)
+    : mayQuit_(std::move(mayQuit)), signals_(takeSignals()) {
+    auto* const notifier = new QSocketNotifier(signals_.get(), QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, &QuitRequests::readSignals);
+    connect(
+        qGuiApp, &QGuiApplication::commitDataRequest, this,
+        [this](QSessionManager& session) {
+            if (!mayQuit_()) {
+                session.cancel();
+            }
+        },
+        Qt::DirectConnection);
+}
+
+void QuitRequests::readSignals() {
+    signalfd_siginfo information{};
+    while (::read(signals_.get(), &information, sizeof information) == sizeof information) {
+        static_cast<void>(mayQuit_());
+    }
+}
+
+} // namespace InstallerCore

@@ -6,20 +6,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void install(const fs::path& tool, const fs::path& place) {
+void put(const fs::path& tool, const fs::path& place) {
     fs::copy_file(tool, place, fs::copy_options::overwrite_existing);
 }
 
 } // namespace
 
-RehearsalRoot::RehearsalRoot(fs::path directory) : directory_(std::move(directory)) {
+void RehearsalRoot::install() const {
     for (const fs::path& part :
          {applications(), home(), directory_ / "Volumes", directory_ / "usr/bin", directory_ / "usr/sbin"}) {
         fs::create_directories(part);
     }
-    install(HDIUTIL, paths().hdiutil);
-    install(DITTO, paths().ditto);
-    install(SPCTL, paths().spctl);
+    put(HDIUTIL, paths().hdiutil);
+    put(DITTO, paths().ditto);
+    put(SPCTL, paths().spctl);
 }
 
 SystemPaths RehearsalRoot::paths() const {

@@ -92,7 +92,8 @@ Bytes encodedAttributes(const CMS_SignerInfo* signer) {
     for (int i = 0; i < CMS_signed_get_attr_count(signer); ++i) {
         attributes.push_back(der(i2d_X509_ATTRIBUTE, CMS_signed_get_attr(signer, i)));
     }
-    std::sort(attributes.begin(), attributes.end());
+    std::sort(attributes.begin(), attributes.end(),
+              [](const Bytes& a, const Bytes& b) { return asText(a) < asText(b); });
     Bytes all;
     for (const Bytes& attribute : attributes) {
         all.insert(all.end(), attribute.begin(), attribute.end());

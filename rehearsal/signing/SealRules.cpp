@@ -75,9 +75,8 @@ SealRules SealRules::newer(SealLayout layout) {
 SealRules::SealRules(const std::vector<SealRule>& rules, SealLayout layout) {
     for (SealRule rule : rules) {
         if (layout == SealLayout::flat && rule.pattern.starts_with(resources)) {
-            rule.pattern =
-                "^" +
-                (rule.pattern == resources ? ".*" : rule.pattern.substr(std::string_view(resources).size()));
+            const std::string rest = rule.pattern.substr(std::string_view(resources).size());
+            rule.pattern = std::string("^").append(rest.empty() ? ".*" : rest);
         }
         rules_.push_back({.rule = rule, .expression = compile(rule.pattern)});
     }

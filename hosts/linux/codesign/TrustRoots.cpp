@@ -13,8 +13,6 @@ namespace InstallerCore::CodeSign {
 
 namespace {
 
-constexpr std::size_t fingerprintSize = 32;
-
 constexpr std::array appleFingerprints = {
     "b0b1730ecbc7ff4505142c49f1295e6eda6bcaed7e2c68c5be91b5a11001f024", // Apple Root CA
     "c2b9b042dd57830e7d117dac55ac8ae19407d38e41d88f3215bc3a890444a050", // Apple Root CA - G2
@@ -59,7 +57,7 @@ TrustRoots TrustRoots::fromPem(std::string_view pem) {
     const auto text = reading(asBytes(pem));
     TrustRoots roots;
     while (auto certificate = nextCertificate(text.get())) {
-        if (roots.fingerprints_.insert(certificate->fingerprint()).second) {
+        if (roots.fingerprints_.insert(hexadecimal(certificate->fingerprint())).second) {
             roots.certificates_.push_back(*std::move(certificate));
         }
     }
@@ -69,18 +67,12 @@ TrustRoots TrustRoots::fromPem(std::string_view pem) {
 
 TrustRoots TrustRoots::apple() {
     TrustRoots roots;
-    for (const char* const digits : appleFingerprints) {
-        Bytes fingerprint(fingerprintSize);
-        std::size_t size = 0;
-        OPENSSL_hexstr2buf_ex(reinterpret_cast<unsigned char*>(fingerprint.data()), fingerprint.size(), &size,
-                              digits, '\0');
-        roots.fingerprints_.insert(fingerprint);
-    }
+    roots.fingerprints_.insert(appleFingerprints.begin(), appleFingerprints.end());
     return roots;
 }
 
 bool TrustRoots::contain(const Certificate& certificate) const {
-    return fingerprints_.contains(certificate.fingerprint());
+    return fingerprints_.contains(hexadecimal(certificate.fingerprint()));
 }
 
 } // namespace InstallerCore::CodeSign

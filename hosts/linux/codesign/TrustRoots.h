@@ -3,6 +3,7 @@
 #include "hosts/linux/codesign/Certificate.h"
 
 #include <set>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -28,7 +29,7 @@ public:
     [[nodiscard]] const std::vector<Certificate>& certificates() const noexcept { return certificates_; }
 
 private:
-    std::set<Bytes> fingerprints_; // SHA-256
+    std::set<std::string> fingerprints_; // SHA-256 in hexadecimal digits
     std::vector<Certificate> certificates_;
 };
 

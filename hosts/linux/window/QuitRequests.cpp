@@ -11,10 +11,7 @@
 
 namespace InstallerCore {
 
-namespace {
-
-// A descriptor that has the signals to read in place of their usual effect; children start without any of it.
-Descriptor takeSignals() {
+Descriptor takeQuitSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
@@ -24,10 +21,8 @@ Descriptor takeSignals() {
     return Descriptor(::signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
-} // namespace
-
-QuitRequests::QuitRequests(std::function<bool()> mayQuit)
-    : mayQuit_(std::move(mayQuit)), signals_(takeSignals()) {
+QuitRequests::QuitRequests(Descriptor signals, std::function<bool()> mayQuit)
+    : mayQuit_(std::move(mayQuit)), signals_(std::move(signals)) {
     auto* const notifier = new QSocketNotifier(signals_.get(), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, &QuitRequests::readSignals);
     connect(

@@ -8,11 +8,13 @@
 
 #include <QApplication>
 #include <cstdlib>
+#include <utility>
 
 namespace InstallerCore {
 
 void runInstaller(int& count, char** arguments, const Config& config, const Platform& platform,
                   const InstallerPlaces& places) {
+    Descriptor quitSignals = takeQuitSignals();
     const QApplication application(count, arguments);
     WindowApplication::setUp();
     InstallerHostQt host(places.mainBundle, platform);
@@ -24,7 +26,7 @@ void runInstaller(int& count, char** arguments, const Config& config, const Plat
                                   .directory = places.applications});
     const auto shouldClose = [&delegate] { return delegate.windowShouldClose(); };
     host.setActions({.shouldClose = shouldClose, .action = [&delegate] { delegate.start(); }});
-    const QuitRequests requests(shouldClose);
+    const QuitRequests requests(std::move(quitSignals), shouldClose);
     host.onMain([&delegate] { delegate.applicationDidFinishLaunching(); });
     const int status = QApplication::exec();
     // Not by way of destructors: the background may still be at work, and is made to be cut off anywhere.

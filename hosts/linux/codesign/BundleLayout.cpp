@@ -44,12 +44,13 @@ std::string executableName(ByteView infoPlist) {
     } catch (const PlatformError&) {
         throw SignatureError("is no property list");
     }
-    const std::string* const name = textMember(list, "CFBundleExecutable");
-    demand(name != nullptr && !name->empty(), "names no executable");
-    demand(name->find('/') == std::string::npos && name->find('\0') == std::string::npos && *name != "." &&
-               *name != "..",
+    const std::string* const text = textMember(list, "CFBundleExecutable");
+    std::string name = text == nullptr ? std::string() : *text;
+    demand(!name.empty(), "names no executable");
+    demand(name.find('/') == std::string::npos && name.find('\0') == std::string::npos && name != "." &&
+               name != "..",
            "names an executable elsewhere");
-    return *name;
+    return name;
 }
 
 // Absent when the directory has none.

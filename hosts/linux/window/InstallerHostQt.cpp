@@ -4,18 +4,17 @@
 #include "hosts/linux/window/WindowApplication.h"
 
 #include <QCoreApplication>
-#include <QMetaObject>
 #include <thread>
 #include <utility>
 
 namespace InstallerCore {
 
 void InstallerHostQt::onMain(std::function<void()> work) {
-    QMetaObject::invokeMethod(qApp, std::move(work), Qt::QueuedConnection);
+    queue_.post(std::move(work));
 }
 
 void InstallerHostQt::onMainAndWait(const std::function<void()>& work) {
-    QMetaObject::invokeMethod(qApp, work, Qt::BlockingQueuedConnection);
+    queue_.postAndWait(work);
 }
 
 // Nobody waits for it: what it has not done when the application ends, the next start takes up.

@@ -2,6 +2,7 @@
 
 #include "KavioInstaller/InstallerHost.h"
 #include "hosts/linux/window/InstallerWindowQt.h"
+#include "hosts/linux/window/MainQueue.h"
 #include "hosts/linux/window/SleepInhibitor.h"
 
 #include <functional>
@@ -40,6 +41,7 @@ private:
     std::filesystem::path mainBundle_;
     const Platform& platform_;
     InstallerWindowQt::Actions actions_;
+    MainQueue queue_;
     std::unique_ptr<InstallerWindowQt> window_;
     SleepInhibitor inhibitor_;
 };

@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <xcb/xcb.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -29,8 +30,8 @@ bool isClosedOff(int descriptor) {
 
 void draw(xcb_connection_t* connection, xcb_window_t window) {
     const xcb_gcontext_t context = xcb_generate_id(connection);
-    const std::uint32_t colors[] = {purple, lilac};
-    xcb_create_gc(connection, context, window, XCB_GC_FOREGROUND | XCB_GC_BACKGROUND, colors);
+    const std::array colors = {purple, lilac};
+    xcb_create_gc(connection, context, window, XCB_GC_FOREGROUND | XCB_GC_BACKGROUND, colors.data());
     const xcb_rectangle_t band{.x = 0, .y = 0, .width = width, .height = 48};
     xcb_poly_fill_rectangle(connection, window, context, 1, &band);
     xcb_image_text_8(connection, static_cast<std::uint8_t>(sentence.size()), window, context, 60, 120,
@@ -47,10 +48,10 @@ int showWindow() {
     }
     const xcb_screen_t* const screen = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
     const xcb_window_t window = xcb_generate_id(connection.get());
-    const std::uint32_t values[] = {lilac, XCB_EVENT_MASK_EXPOSURE};
+    const std::array<std::uint32_t, 2> values = {lilac, XCB_EVENT_MASK_EXPOSURE};
     xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, screen->root, 180, 160, width, height,
                       0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
-                      XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+                      XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values.data());
     constexpr std::uint8_t bits = 8;
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING,
                         bits, static_cast<std::uint32_t>(title.size()), title.data());
@@ -85,5 +86,5 @@ int main(int count, char** arguments) {
         }
     }
     const bool isOnDesktop = isClosedOff(STDIN_FILENO) && isClosedOff(STDOUT_FILENO);
-    return isOnDesktop && std::getenv("DISPLAY") != nullptr ? showWindow() : echo();
+    return isOnDesktop ? showWindow() : echo();
 }

@@ -33,8 +33,8 @@ std::uint32_t blobMagic(ByteView blob) {
 
 SignatureBlobs readSuperBlob(ByteView signature) {
     demand(signature.size() >= entries && bigEndian<std::uint32_t>(signature, 0) == superBlobMagic, damaged);
-    const std::uint32_t length = bigEndian<std::uint32_t>(signature, lengthField);
-    const std::uint32_t count = bigEndian<std::uint32_t>(signature, countField);
+    const auto length = bigEndian<std::uint32_t>(signature, lengthField);
+    const auto count = bigEndian<std::uint32_t>(signature, countField);
     demand(length <= signature.size() && count <= mostBlobs, damaged);
     const ByteView whole = signature.first(length);
     const std::uint64_t end = entries + std::uint64_t{count} * entrySize;

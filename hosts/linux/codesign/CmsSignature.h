@@ -24,9 +24,10 @@ struct SignedDirectory {
 };
 
 // Proves that the CMS message (the content of the blob at slot 0x10000) signs the first directory and names
-// all of them in both of its lists of hashes, that its time stamp, if there is one, is one over this
-// signature, and that both chains lead to a trusted root, each at its time: the signer's at the time stamp
-// or, without one, now. Throws SignatureError. Pure but for memory; any thread.
+// all of them in its lists of hashes (which a signature of one directory may lack, see HashAttributes.h),
+// that its time stamp, if there is one, is one over this signature, and that both chains lead to a trusted
+// root, each at its time: the signer's at the time stamp or, without one, now. Throws SignatureError. Pure
+// but for memory; any thread.
 //
 // Layouts: RFC 5652, RFC 3161; the two attributes with hashes are Apple's, 1.2.840.113635.100.9.1 and .2.
 [[nodiscard]] Signer verifyCms(ByteView message, std::span<const SignedDirectory> directories,

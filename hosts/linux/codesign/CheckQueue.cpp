@@ -48,11 +48,11 @@ void CheckQueue::finish() {
 
 // One thread less than there are cores: the owner's is busy too. Without any, the owner makes all checks.
 void CheckQueue::startThreads() {
+    if (pushed_ != 0) {
+        return; // also because asking for the number of cores takes longer than a small check
+    }
     const std::size_t others =
         std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, mostThreads) - 1;
-    if (pushed_ != 0 || threads_.size() == others) {
-        return;
-    }
     threads_.reserve(others);
     try {
         while (threads_.size() < others) {

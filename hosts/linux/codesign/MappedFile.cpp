@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -17,16 +18,6 @@ constexpr const char* unreadable = "cannot be read";
 
 bool isSameMoment(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
-ByteView map(int file, std::size_t size) {
-    if (size == 0) {
-        return {}; // nothing can be mapped
-    }
-    void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-    demand(memory != MAP_FAILED, unreadable);
-    ::madvise(memory, size, MADV_SEQUENTIAL); // a hint
-    return {static_cast<const std::byte*>(memory), size};
 }
 
 } // namespace
@@ -44,18 +35,39 @@ std::shared_ptr<const MappedFile> MappedFile::open(int directory, const std::str
 }
 
 MappedFile::MappedFile(Descriptor file, const struct stat& status) : file_(std::move(file)), status_(status) {
-    bytes_ = map(file_.get(), static_cast<std::size_t>(status.st_size));
+    const auto size = static_cast<std::size_t>(status.st_size);
+    size <= largestCopy ? copy(size) : map(size);
+}
+
+void MappedFile::copy(std::size_t size) {
+    copy_ = std::make_unique_for_overwrite<std::byte[]>(size);
+    std::size_t filled = 0;
+    while (filled < size) {
+        const ssize_t count =
+            ::pread(file_.get(), copy_.get() + filled, size - filled, static_cast<off_t>(filled));
+        demand(count >= 0 || errno == EINTR, unreadable);
+        demand(count != 0, "changed while it was read");
+        filled += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    bytes_ = {copy_.get(), size};
+}
+
+void MappedFile::map(std::size_t size) {
+    void* const memory = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file_.get(), 0);
+    demand(memory != MAP_FAILED, unreadable);
+    ::madvise(memory, size, MADV_SEQUENTIAL); // a hint
+    bytes_ = {static_cast<const std::byte*>(memory), size};
     try {
-        faults_ = bytes_.empty() ? nullptr : std::make_unique<MappingFaults>(bytes_);
+        faults_ = std::make_unique<MappingFaults>(bytes_);
     } catch (...) {
-        ::munmap(const_cast<std::byte*>(bytes_.data()), bytes_.size());
+        ::munmap(memory, size);
         throw;
     }
 }
 
 MappedFile::~MappedFile() {
-    faults_.reset();
-    if (!bytes_.empty()) {
+    if (faults_ != nullptr) {
+        faults_.reset();
         ::munmap(const_cast<std::byte*>(bytes_.data()), bytes_.size());
     }
 }

@@ -13,11 +13,14 @@ namespace InstallerCore::CodeSign {
 
 class MappingFaults;
 
-// A regular file as it was when it was opened, in memory without being read in. Others may change or cut the
-// file meanwhile: what lies beyond its new end reads as zeros instead of ending the process, and
-// demandUnchanged() tells. Never changes; any thread.
+// A regular file as it was when it was opened, in memory without being read in, unless it is so small that a
+// copy costs less than a mapping. Others may change or cut the file meanwhile: what lies beyond its new end
+// reads as zeros instead of ending the process, and demandUnchanged() tells. Never changes; any thread.
 class MappedFile {
 public:
+    // Larger files are mapped.
+    static constexpr std::size_t largestCopy = std::size_t{64} << 10U;
+
     // The entry of the directory, which is never followed when it is a link, and not even opened when it is
     // no regular file. Throws SignatureError.
     [[nodiscard]] static std::shared_ptr<const MappedFile> open(int directory, const std::string& name);
@@ -38,10 +41,14 @@ public:
 private:
     MappedFile(Descriptor file, const struct stat& status);
 
+    void copy(std::size_t size);
+    void map(std::size_t size);
+
     Descriptor file_;
     struct stat status_;
+    std::unique_ptr<std::byte[]> copy_; // of a small file
     ByteView bytes_;
-    std::unique_ptr<MappingFaults> faults_;
+    std::unique_ptr<MappingFaults> faults_; // of a mapping; none: there is none
 };
 
 } // namespace InstallerCore::CodeSign

@@ -89,8 +89,9 @@ void ResourceCheck::sealed(const BundleDirectory& directory, const std::string& 
 }
 
 void ResourceCheck::file(const BundleDirectory& directory, const std::string& name, const Seal::File& seal) {
-    queue_.push([file = directory.file(name), place = directory.place(name), &seal, types = types_] {
-        at(place, [&] { compare(*file, seal, types); });
+    queue_.push([directory, name, &seal, types = types_] {
+        const auto content = directory.file(name);
+        at(directory.place(name), [&] { compare(*content, seal, *types); });
     });
 }
 

@@ -6,6 +6,7 @@
 #include "hosts/linux/codesign/HashType.h"
 
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -25,7 +26,7 @@ public:
                   std::string mainExecutable, Nested nested)
         : queue_(queue),
           resources_(resources),
-          types_(std::move(types)),
+          types_(std::make_shared<const std::set<HashType>>(std::move(types))),
           mainExecutable_(std::move(mainExecutable)),
           nested_(std::move(nested)) {}
 
@@ -45,7 +46,7 @@ private:
 
     CheckQueue& queue_;
     const CodeResources& resources_;
-    std::set<HashType> types_;
+    std::shared_ptr<const std::set<HashType>> types_;
     std::string mainExecutable_;
     Nested nested_;
     std::set<std::string> found_; // the paths of seals that have their entry

@@ -27,6 +27,7 @@ using Testing::writeFile;
 
 constexpr const char* changed = "changed while it was read";
 constexpr const char* noFile = "is no regular file";
+constexpr std::size_t mappedSize = MappedFile::largestCopy + 1;
 
 class MappedFileTest : public testing::Test {
 protected:
@@ -148,14 +149,34 @@ TEST_F(MappedFileTest, whatIsCutOffReadsAsZerosAndIsTold) {
     EXPECT_EQ(changeOf(*file), changed);
 }
 
+TEST_F(MappedFileTest, aSmallFileStaysAsItWasReadAndItsChangeIsTold) {
+    const std::string content(MappedFile::largestCopy, 'a');
+    write("file", content);
+    const auto file = open("file");
+    std::filesystem::resize_file(path("file"), 0);
+    EXPECT_EQ(asText(file->bytes()), content);
+    EXPECT_EQ(changeOf(*file), changed);
+}
+
+TEST_F(MappedFileTest, filesOfEverySizeAreReadWhole) {
+    for (const std::size_t size : {std::size_t{1}, MappedFile::largestCopy, mappedSize}) {
+        std::string content(size, 'a');
+        content.back() = 'z';
+        write("file", content);
+        const auto file = open("file");
+        EXPECT_EQ(asText(file->bytes()), content) << size;
+        EXPECT_EQ(changeOf(*file), "") << size;
+    }
+}
+
 TEST_F(MappedFileTest, onlyTheFileThatWasCutIsTold) {
-    write("file", std::string(65536, 'a'));
-    write("other", std::string(65536, 'b'));
+    write("file", std::string(mappedSize, 'a'));
+    write("other", std::string(mappedSize, 'b'));
     const auto file = open("file");
     const auto other = open("other");
     std::filesystem::resize_file(path("file"), 0);
     EXPECT_TRUE(isZero(file->bytes()));
-    EXPECT_EQ(other->bytes()[65535], std::byte{'b'});
+    EXPECT_EQ(other->bytes()[mappedSize - 1], std::byte{'b'});
     EXPECT_EQ(changeOf(*file), changed);
     EXPECT_EQ(changeOf(*other), "");
 }
@@ -163,13 +184,13 @@ TEST_F(MappedFileTest, onlyTheFileThatWasCutIsTold) {
 // Each place is used again, and must not remember.
 TEST_F(MappedFileTest, aFileDoesNotBearTheFaultsOfTheOneBefore) {
     for (int round = 0; round < 3; ++round) {
-        write("file", std::string(65536, 'a'));
+        write("file", std::string(mappedSize, 'a'));
         const auto file = open("file");
         std::filesystem::resize_file(path("file"), 0);
         EXPECT_TRUE(isZero(file->bytes()));
         EXPECT_EQ(changeOf(*file), changed);
     }
-    write("other", std::string(65536, 'b'));
+    write("other", std::string(mappedSize, 'b'));
     EXPECT_EQ(changeOf(*open("other")), "");
 }
 
@@ -181,7 +202,7 @@ TEST_F(MappedFileTest, filesAreCutUnderManyThreads) {
         threads.emplace_back([this, number, &result = results.at(static_cast<std::size_t>(number))] {
             const std::string name = "file" + std::to_string(number);
             for (int round = 0; round < 20; ++round) {
-                write(name, std::string(65536, 'a'));
+                write(name, std::string(mappedSize, 'a'));
                 const auto file = open(name);
                 std::filesystem::resize_file(path(name), 0);
                 if (!isZero(file->bytes()) || changeOf(*file) != changed) {
@@ -211,7 +232,7 @@ TEST_F(MappedFileTest, threadsShareAFileThatIsCut) {
 }
 
 TEST_F(MappedFileTest, thereIsAnEndToTheNumberOfFiles) {
-    write("file", "content");
+    write("file", std::string(mappedSize, 'a'));
     std::vector<std::shared_ptr<const MappedFile>> files;
     std::string refused;
     while (refused.empty() && files.size() < 2000) {

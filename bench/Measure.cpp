@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -16,11 +17,6 @@ namespace InstallerCore::Bench {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
-
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "benchmark: %s\n", what);
-    std::exit(1);
-}
 
 double seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
@@ -54,6 +50,11 @@ std::string ratioLine(const char* figure, const std::vector<double>& ratios, dou
 
 } // namespace
 
+void fail(const char* what) {
+    std::fprintf(stderr, "benchmark: %s\n", what);
+    std::exit(1);
+}
+
 Usage measureChild(const std::function<void()>& work) {
     std::fflush(nullptr);
     const auto start = SteadyClock::now();
@@ -70,7 +71,7 @@ Usage measureChild(const std::function<void()>& work) {
     return waitFor(child, start);
 }
 
-Usage measureProgram(const std::vector<std::string>& arguments) {
+pid_t startProgram(const std::vector<std::string>& arguments) {
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {
@@ -78,14 +79,31 @@ Usage measureProgram(const std::vector<std::string>& arguments) {
     }
     argv.push_back(nullptr);
     std::fflush(nullptr);
-    const auto start = SteadyClock::now();
     const pid_t child = ::fork();
+    if (child < 0) {
+        fail("no process can be started");
+    }
     if (child == 0) {
         silence();
         ::execvp(argv[0], argv.data());
         ::_exit(127);
     }
-    return waitFor(child, start);
+    return child;
+}
+
+Usage measureProgram(const std::vector<std::string>& arguments) {
+    const auto start = SteadyClock::now();
+    return waitFor(startProgram(arguments), start);
+}
+
+Usage endProgram(pid_t program, int signal) {
+    ::kill(program, signal);
+    rusage usage{};
+    if (::wait4(program, nullptr, 0, &usage) != program) {
+        fail("a measured process is gone");
+    }
+    return {.processorSeconds = seconds(usage.ru_utime) + seconds(usage.ru_stime),
+            .peakKibibytes = usage.ru_maxrss};
 }
 
 double median(std::vector<double> values) {
@@ -94,8 +112,8 @@ double median(std::vector<double> values) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-void compare(const Comparison& comparison, int rounds, const std::function<Usage()>& ours,
-             const std::function<Usage()>& baseline) {
+Medians compare(const Comparison& comparison, int rounds, const std::function<Usage()>& ours,
+                const std::function<Usage()>& baseline) {
     std::vector<double> ourWall;
     std::vector<double> baseWall;
     std::vector<double> wallRatios;
@@ -114,6 +132,7 @@ void compare(const Comparison& comparison, int rounds, const std::function<Usage
                 comparison.baseline.c_str(), median(ourWall), median(baseWall), rounds);
     std::fputs(ratioLine("wall time", wallRatios, comparison.wallTarget).c_str(), stdout);
     std::fputs(ratioLine("processor time", processorRatios, comparison.processorTarget).c_str(), stdout);
+    return {.ours = median(ourWall), .baseline = median(baseWall)};
 }
 
 } // namespace InstallerCore::Bench

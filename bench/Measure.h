@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,6 +21,15 @@ struct Usage {
 // Runs another program, its output thrown away. Exits the benchmark when it fails.
 [[nodiscard]] Usage measureProgram(const std::vector<std::string>& arguments);
 
+// Starts a program, its output thrown away, for one of the ends below. Exits the benchmark when it cannot.
+[[nodiscard]] pid_t startProgram(const std::vector<std::string>& arguments);
+
+// Ends it by a signal and waits; what it used, the wall time left out.
+[[nodiscard]] Usage endProgram(pid_t program, int signal);
+
+// Says what is missing, and exits.
+[[noreturn]] void fail(const char* what);
+
 [[nodiscard]] double median(std::vector<double> values);
 
 // Runs the two in turn, ours first, and prints the median of each figure and of the ratios pair by pair:
@@ -31,7 +42,12 @@ struct Comparison {
     double processorTarget;
 };
 
-void compare(const Comparison& comparison, int rounds, const std::function<Usage()>& ours,
-             const std::function<Usage()>& baseline);
+struct Medians { // of the wall time, in seconds
+    double ours;
+    double baseline;
+};
+
+Medians compare(const Comparison& comparison, int rounds, const std::function<Usage()>& ours,
+                const std::function<Usage()>& baseline);
 
 } // namespace InstallerCore::Bench

@@ -14,3 +14,8 @@ else()
   # The sanitizers do the same and more.
   add_compile_definitions($<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
 endif()
+
+if(APPLE)
+  add_compile_options("-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=") # the same program wherever it is built
+  add_link_options(-Wl,-dead_strip -Wl,-headerpad,0x400)           # room for the load command of a signature
+endif()

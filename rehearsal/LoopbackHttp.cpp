@@ -30,11 +30,15 @@ void LoopbackHttp::configure(CURL* handle) const {
 }
 
 Platform over(Http& http, const Platform& host) {
+    return over(http, host.system, host);
+}
+
+Platform over(Http& http, SystemInfo& system, const Platform& host) {
     return {.http = http,
             .files = host.files,
             .digests = host.digests,
             .clock = host.clock,
-            .system = host.system,
+            .system = system,
             .log = host.log,
             .folders = host.folders,
             .processes = host.processes,

@@ -27,7 +27,8 @@ private:
     std::filesystem::path authority_;
 };
 
-// The same services but for the network.
+// The same services but for the network, and, of the second, what is said of the machine.
 [[nodiscard]] Platform over(Http& http, const Platform& host);
+[[nodiscard]] Platform over(Http& http, SystemInfo& system, const Platform& host);
 
 } // namespace InstallerCore::Rehearsal

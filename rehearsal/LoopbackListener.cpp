@@ -18,11 +18,15 @@ void check(bool done) {
 
 } // namespace
 
-LoopbackListener::LoopbackListener(int backlog) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+LoopbackListener::LoopbackListener(int backlog, std::uint16_t port)
+    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     check(socket_.get() >= 0);
+    const int yes = 1; // for a port that was in use a moment ago
+    check(::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) == 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof address;
     check(::bind(socket_.get(), generic, size) == 0);

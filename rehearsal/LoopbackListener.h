@@ -6,11 +6,14 @@
 
 namespace InstallerCore::Rehearsal {
 
-// A listening socket on a free port of the loopback interface. From here on the kernel accepts connections,
-// as many as the backlog says, whether or not anybody answers them. Throws std::system_error.
+// A listening socket on a port of the loopback interface, by default a free one. From here on the kernel
+// accepts connections, as many as the backlog says, whether or not anybody answers them. Throws
+// std::system_error.
 class LoopbackListener {
 public:
-    explicit LoopbackListener(int backlog = 128);
+    static constexpr int usualBacklog = 128;
+
+    explicit LoopbackListener(int backlog = usualBacklog, std::uint16_t port = 0);
 
     [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
 

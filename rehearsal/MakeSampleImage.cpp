@@ -1,6 +1,7 @@
-// Makes a disk image of the sample application.
+// Makes a disk image of the sample application, or of what is in a directory.
 // Usage: make-sample-image OUT --version V [--compression raw|zlib|bzip2|lzma] [--files N --bytes M]
-//                          [--arch arm64|x64|universal]
+//                          [--arch arm64|x64|universal] [--executables DIRECTORY]
+//        make-sample-image OUT --content DIRECTORY --volume NAME [--compression raw|zlib|bzip2|lzma]
 #include "rehearsal/SampleImage.h"
 
 #include <exception>
@@ -33,6 +34,7 @@ struct Request {
     std::string image;
     SampleApplicationOptions application;
     SampleImageOptions options;
+    std::string content; // a directory; empty for the sample application
 };
 
 std::uint64_t number(const std::string& text) {
@@ -51,6 +53,12 @@ void apply(const std::string& option, const std::string& value, Request& request
         request.application.payloadFiles = number(value);
     } else if (option == "--bytes") {
         request.application.payloadBytes = number(value);
+    } else if (option == "--executables") {
+        request.application.executables = value;
+    } else if (option == "--content") {
+        request.content = value;
+    } else if (option == "--volume") {
+        request.options.volumeName = value;
     } else if (option == "--arch" && value != "universal") {
         request.application.architectures = {value};
     } else if (option != "--arch") {
@@ -62,13 +70,18 @@ void run(const std::vector<std::string>& arguments) {
     if (arguments.size() % 2 == 0) {
         throw std::runtime_error(
             "usage: make-sample-image OUT --version V [--compression raw|zlib|bzip2|lzma] "
-            "[--files N --bytes M] [--arch arm64|x64|universal]");
+            "[--files N --bytes M] [--arch arm64|x64|universal] [--executables DIRECTORY], or "
+            "OUT --content DIRECTORY --volume NAME [--compression ...]");
     }
     Request request{.image = arguments[0]};
     for (std::size_t i = 1; i < arguments.size(); i += 2) {
         apply(arguments[i], arguments[i + 1], request);
     }
-    makeSampleImage(request.application, request.image, request.options);
+    if (request.content.empty()) {
+        makeSampleImage(request.application, request.image, request.options);
+    } else {
+        packImage(request.content, request.image, request.options);
+    }
 }
 
 } // namespace

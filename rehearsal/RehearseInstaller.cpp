@@ -1,11 +1,16 @@
 // The installer in its window, on the machine and against the server that serve-release has made in a
-// directory. Usage: rehearse-installer DIRECTORY
-#include "InstallerCore/config/BuildConfig.h"
+// directory. Usage: rehearse-installer DIRECTORY [--configuration FILE] [--system-version X.Y.Z]
+//                                      [--architecture arm64|x64] [--bundle-identifier ID]
+// The configuration is the one inside the program, unless a file is named; version and architecture are of
+// the Mac that this machine stands for, the identifier is the application's, where serve-release has it too.
 #include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
 #include "hosts/linux/window/RunInstaller.h"
+#include "rehearsal/CommandLine.h"
 #include "rehearsal/LoopbackHttp.h"
+#include "rehearsal/RehearsalConfiguration.h"
 #include "rehearsal/RehearsalRoot.h"
+#include "rehearsal/RehearsedSystem.h"
 
 #include <exception>
 #include <fstream>
@@ -25,12 +30,15 @@ std::uint16_t portIn(const std::filesystem::path& file) {
     return port;
 }
 
-[[noreturn]] void rehearse(int count, char** arguments, const Config& config,
-                           const std::filesystem::path& directory) {
+[[noreturn]] void rehearse(int count, char** arguments, Config config, const CommandLine& line) {
+    config.bundleID = line.option("--bundle-identifier", config.bundleID);
+    const auto directory = std::filesystem::absolute(line.operands[0]);
     const RehearsalRoot root(directory / "root");
     const LinuxHost machine(root.home(), KAVIO_RESOURCES);
+    RehearsedSystem system(machine.platform().system, line.option("--system-version"),
+                           line.option("--architecture"));
     LoopbackHttp http(config.allowedHosts, portIn(directory / "port"), directory / "authority.pem");
-    Platform platform = over(http, machine.platform());
+    Platform platform = over(http, system, machine.platform());
     platform.paths = root.paths();
     Platform::setHost(platform);
     runInstaller(count, arguments, config, platform,
@@ -42,16 +50,21 @@ std::uint16_t portIn(const std::filesystem::path& file) {
 } // namespace InstallerCore::Rehearsal
 
 int main(int count, char** arguments) {
-    if (count != 2) {
-        std::cerr << "usage: rehearse-installer DIRECTORY\n";
-        return 2;
-    }
+    using namespace InstallerCore;
+    using namespace InstallerCore::Rehearsal;
     try {
-        return InstallerCore::runWithConfiguration(
-            InstallerCore::BuildConfig::json(), std::cerr, [&](const InstallerCore::Config& config) -> int {
-                InstallerCore::Rehearsal::rehearse(count, arguments, config,
-                                                   std::filesystem::absolute(arguments[1]));
-            });
+        const CommandLine line = CommandLine::read(
+            count, arguments,
+            {"--configuration", "--system-version", "--architecture", "--bundle-identifier"});
+        if (line.operands.size() != 1) {
+            std::cerr
+                << "usage: rehearse-installer DIRECTORY [--configuration FILE] [--system-version X.Y.Z] "
+                   "[--architecture arm64|x64] [--bundle-identifier ID]\n";
+            return 2;
+        }
+        return runWithConfiguration(
+            rehearsedConfiguration(line.option("--configuration")), std::cerr,
+            [&](const Config& config) -> int { rehearse(count, arguments, config, line); });
     } catch (const std::exception& error) {
         std::cerr << "rehearse-installer: " << error.what() << '\n';
         return 1;

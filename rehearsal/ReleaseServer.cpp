@@ -53,6 +53,8 @@ std::string configuration(const ReleaseServer::Options& options, std::uint16_t p
     }
     text << "  log_format requests escape=none '$request $status [$http_range] [$http_if_range]';\n"
          << "  access_log " << file("requests.log") << " requests;\n"
+         << "  log_format traffic escape=none '$uri $status $body_bytes_sent';\n"
+         << "  access_log " << file("traffic.log") << " traffic;\n"
          << "  default_type application/octet-stream;\n"
          << "  sendfile on;\n"
          << "  port_in_redirect off;\n" // clients know the server by its public address
@@ -125,7 +127,9 @@ int exitStatus(pid_t process) noexcept {
 
 // The socket listens before nginx runs: no other process can take the port, and nobody has to wait.
 ReleaseServer::ReleaseServer(const Options& options)
-    : directory_(options.directory), port_(listener_.port()) {
+    : directory_(options.directory),
+      listener_(LoopbackListener::usualBacklog, options.port),
+      port_(listener_.port()) {
     writePrivateFile(directory_ / "server.pem", options.certificate.certificate);
     writePrivateFile(directory_ / "server.key", options.certificate.privateKey);
     writePrivateFile(directory_ / "nginx.conf", configuration(options, port_));

@@ -12,17 +12,20 @@
 
 namespace InstallerCore::Rehearsal {
 
-// A release channel on this machine: nginx, as Debian packages it, behind TLS on a free port of the loopback
+// A release channel on this machine: nginx, as Debian packages it, behind TLS on a port of the loopback
 // interface. Runs while the object lives, and no longer than the thread that made it. Needs no privilege.
 // Every failure is a std::runtime_error that says what nginx said.
 class ReleaseServer {
 public:
     struct Options {
-        std::filesystem::path directory;    // exists and is empty; for the server's own files
+        // Exists; for the server's own files. One of them, traffic.log, gets a line for each answer when that
+        // ends: the path, the status, and how many bytes of a body were sent.
+        std::filesystem::path directory;
         std::filesystem::path documentRoot; // what is served; its files may change meanwhile
         ServerCertificate certificate;
         bool http2 = true;
-        std::string locations; // more directives for the server, in nginx's language
+        std::string locations;  // more directives for the server, in nginx's language
+        std::uint16_t port = 0; // 0: any that is free
     };
 
     // Connections are accepted from here on.

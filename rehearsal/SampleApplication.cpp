@@ -2,6 +2,7 @@
 
 #include "InstallerCore/config/BuildConfig.h"
 #include "InstallerCore/config/Config.h"
+#include "hosts/linux/PropertyListWriter.h"
 #include "rehearsal/FatFile.h"
 
 #include <fcntl.h>
@@ -47,17 +48,11 @@ void makeExecutable(const fs::path& file) {
 }
 
 std::string propertyList(const Entries& entries) {
-    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                       "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-                       "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                       "<plist version=\"1.0\">\n<dict>\n";
+    PropertyDictionary dictionary;
     for (const auto& [key, value] : entries) {
-        if (value.find_first_of("<&") != std::string::npos) {
-            throw std::runtime_error("a value of the sample application needs escaping: " + value);
-        }
-        text.append("\t<key>").append(key).append("</key>\n\t<string>").append(value).append("</string>\n");
+        dictionary[key] = {value};
     }
-    return text + "</dict>\n</plist>\n";
+    return writePropertyList({std::move(dictionary)});
 }
 
 class Maker {
@@ -75,7 +70,9 @@ public:
         }
         writeInformation();
         writeMachO("Kavio", contents_ / "MacOS/Kavio");
-        copyLinuxExecutable();
+        if (options_.forLinux) {
+            copyLinuxExecutable();
+        }
         write(contents_ / "Resources/Kavio.txt", "Kavio " + options_.version + "\n");
         fs::create_symlink("Kavio.txt", contents_ / "Resources/Current.txt");
         if (!options_.small) {
@@ -106,7 +103,8 @@ private:
 
     void writeMachO(const std::string& name, const fs::path& file) const {
         fs::create_directories(file.parent_path());
-        writeExecutable(sampleExecutables(), name, options_.architectures, file);
+        writeExecutable(options_.executables.empty() ? sampleExecutables() : options_.executables, name,
+                        options_.architectures, file);
         makeExecutable(file);
     }
 

@@ -12,6 +12,9 @@ struct SampleApplicationOptions {
     std::string bundleIdentifier;                           // empty: the one of the configured product
     std::string minimumSystemVersion = "12.0";              // empty: the key is left out
     std::set<std::string> architectures = {"arm64", "x64"}; // at least one of these
+    // Folders arm64 and x64 with Kavio, KavioKit and KavioHelper; empty: those that the build made.
+    std::filesystem::path executables;
+    bool forLinux = true;           // has Contents/Linux; a Mac's application has not
     bool small = false;             // ten entries: no framework, no helper, no payload
     std::uint64_t payloadFiles = 0; // more resources, and their size in all; half of each
     std::uint64_t payloadBytes = 0; // compresses well, the other half not at all

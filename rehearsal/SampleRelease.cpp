@@ -9,6 +9,7 @@
 
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace InstallerCore::Rehearsal {
@@ -30,11 +31,13 @@ std::string hashOf(const std::filesystem::path& file, const Platform& platform) 
 } // namespace
 
 void writeSampleRelease(const Config& config, SampleApplicationOptions application,
-                        const std::filesystem::path& documentRoot, const Platform& platform) {
+                        const std::filesystem::path& documentRoot, const Platform& platform,
+                        const SampleSigner& sign) {
     const std::filesystem::path feed = documentRoot.string() + config.url(config.channelURL).path();
     std::filesystem::create_directories(feed.parent_path());
-    const SampleImageOptions options{.arrange = [](const std::filesystem::path& volume) {
-        signSampleApplication(volume / StagingDirectory::applicationName);
+    application.bundleIdentifier = config.bundleID;
+    const SampleImageOptions options{.arrange = [&](const std::filesystem::path& volume) {
+        sign(volume / StagingDirectory::applicationName);
     }};
     std::string text = "version: " + application.version + "\nfiles:\n";
     for (const std::string architecture : {"arm64", "x64"}) {
@@ -51,6 +54,12 @@ void writeSampleRelease(const Config& config, SampleApplicationOptions applicati
     if (!stream) {
         throw std::runtime_error("the sample feed cannot be written");
     }
+}
+
+void writeSampleRelease(const Config& config, SampleApplicationOptions application,
+                        const std::filesystem::path& documentRoot, const Platform& platform) {
+    writeSampleRelease(config, std::move(application), documentRoot, platform,
+                       [](const std::filesystem::path& bundle) { signSampleApplication(bundle); });
 }
 
 } // namespace InstallerCore::Rehearsal

@@ -11,9 +11,9 @@ const SigningIdentity& sampleIdentity() {
     return identity;
 }
 
-void signSampleApplication(const std::filesystem::path& bundle) {
-    signBundle(bundle, &sampleIdentity());
-    stapleTicket(bundle, sampleIdentity());
+void signSampleApplication(const std::filesystem::path& bundle, const SigningIdentity& identity) {
+    signBundle(bundle, &identity);
+    stapleTicket(bundle, identity);
     setSampleDates(bundle);
 }
 

@@ -11,6 +11,7 @@ namespace InstallerCore::Rehearsal {
 
 // Signs the sample application as a maker does for its users: with a Developer ID, a time stamp, the hardened
 // runtime and a stapled ticket. All entries get the samples' date again. Throws std::runtime_error.
-void signSampleApplication(const std::filesystem::path& bundle);
+void signSampleApplication(const std::filesystem::path& bundle,
+                           const SigningIdentity& identity = sampleIdentity());
 
 } // namespace InstallerCore::Rehearsal

@@ -1,7 +1,7 @@
 #include "rehearsal/UdifWriter.h"
 
-#include "InstallerCore/support/Base64.h"
 #include "InstallerCore/support/Bytes.h"
+#include "hosts/linux/PropertyListWriter.h"
 #include "rehearsal/UdifRuns.h"
 
 #include <zlib.h>
@@ -188,31 +188,12 @@ std::string Writer::writeTable(const UdifPartition& partition, std::size_t ident
     return table.text();
 }
 
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        default:
-            result += c;
-        }
-    }
-    return result;
-}
-
-std::string resource(std::size_t identifier, std::string_view name, std::string_view content) {
-    return "\t\t\t<dict>\n"
-           "\t\t\t\t<key>Attributes</key>\n\t\t\t\t<string>0x0050</string>\n"
-           "\t\t\t\t<key>CFName</key>\n\t\t\t\t<string>" +
-           escaped(name) + "</string>\n\t\t\t\t<key>Data</key>\n\t\t\t\t<data>\n" +
-           encodeBase64(asBytes(content)) + "\n\t\t\t\t</data>\n\t\t\t\t<key>ID</key>\n\t\t\t\t<string>" +
-           std::to_string(identifier) + "</string>\n\t\t\t\t<key>Name</key>\n\t\t\t\t<string>" +
-           escaped(name) + "</string>\n\t\t\t</dict>\n";
+PropertyValue resource(std::size_t identifier, const std::string& name, const std::string& content) {
+    return {PropertyDictionary{{"Attributes", {std::string("0x0050")}},
+                               {"CFName", {name}},
+                               {"Data", {toBytes(content)}},
+                               {"ID", {std::to_string(identifier)}},
+                               {"Name", {name}}}};
 }
 
 std::string Writer::trailer(std::uint64_t runsLength, std::uint64_t listLength) const {
@@ -227,20 +208,15 @@ std::string Writer::trailer(std::uint64_t runsLength, std::uint64_t listLength) 
 
 void Writer::write() {
     constexpr std::size_t plstSize = 1032;
-    std::string tables;
-    std::size_t identifier = 0;
+    PropertyArray tables;
     for (const UdifPartition& partition : partitions()) {
-        tables += resource(identifier, partition.name, writeTable(partition, identifier));
-        ++identifier;
+        const std::size_t identifier = tables.size();
+        tables.push_back(resource(identifier, partition.name, writeTable(partition, identifier)));
     }
     const std::uint64_t runsLength = offset_;
-    append("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n<dict>\n\t<key>resource-fork</key>\n\t<dict>\n"
-           "\t\t<key>blkx</key>\n\t\t<array>\n" +
-           tables + "\t\t</array>\n\t\t<key>plst</key>\n\t\t<array>\n" +
-           resource(0, "", std::string(plstSize, '\0')) + "\t\t</array>\n\t</dict>\n</dict>\n</plist>\n");
+    PropertyArray names = {resource(0, "", std::string(plstSize, '\0'))};
+    const PropertyDictionary fork = {{"blkx", {std::move(tables)}}, {"plst", {std::move(names)}}};
+    append(writePropertyList({PropertyDictionary{{"resource-fork", {fork}}}}));
     append(trailer(runsLength, offset_ - runsLength));
     image_.close();
     if (!image_) {

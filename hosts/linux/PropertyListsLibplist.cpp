@@ -2,7 +2,7 @@
 
 #include "InstallerCore/support/PlatformError.h"
 #include "InstallerCore/support/UnicodeText.h"
-#include "hosts/linux/PropertyListShape.h"
+#include "hosts/shared/PropertyListDocument.h"
 
 #include <plist/plist.h>
 
@@ -13,9 +13,6 @@
 namespace InstallerCore {
 
 namespace {
-
-constexpr std::size_t longestDocument = std::size_t{16} << 20U;
-constexpr PropertyListLimits limits{.depth = 256, .values = 1'000'000};
 
 using Node = std::unique_ptr<void, void (*)(plist_t)>;
 
@@ -135,13 +132,14 @@ PropertyValue convert(plist_t node) {
 } // namespace
 
 PropertyValue PropertyListsLibplist::parse(ByteView document) const {
-    if (document.size() > longestDocument || !keepsLimits(document, limits)) {
+    const auto kind = propertyListKind(document);
+    if (!kind) {
         throwCorrupt();
     }
     const std::string_view text = asText(document);
     const auto size = static_cast<std::uint32_t>(text.size());
     plist_t parsed = nullptr;
-    if (text.starts_with("bplist")) { // what the limits took it for, not what the library guesses
+    if (kind == PropertyListKind::binary) { // not what the library guesses
         plist_from_bin(text.data(), size, &parsed);
     } else {
         plist_from_xml(text.data(), size, &parsed);

@@ -1,12 +1,10 @@
 #include "hosts/linux/SystemLogSyslog.h"
 
-#include "InstallerCore/support/Ascii.h"
+#include "hosts/shared/LogLine.h"
 
 #include <syslog.h>
 
-#include <algorithm>
 #include <exception>
-#include <string>
 
 namespace InstallerCore {
 
@@ -16,10 +14,7 @@ SystemLogSyslog::SystemLogSyslog() noexcept {
 
 void SystemLogSyslog::write(std::string_view line) noexcept {
     try {
-        std::string printable(line);
-        std::replace_if(printable.begin(), printable.end(), Ascii::isControl,
-                        ' '); // a server may have sent it
-        ::syslog(LOG_NOTICE, "%s", printable.c_str());
+        ::syslog(LOG_NOTICE, "%s", logLine(line).c_str());
     } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): want of memory
     }
 }

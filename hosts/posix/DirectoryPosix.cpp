@@ -4,6 +4,7 @@
 #include "hosts/posix/EntryNames.h"
 #include "hosts/posix/FileHandlePosix.h"
 #include "hosts/posix/PosixError.h"
+#include "hosts/posix/SystemSpecifics.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -43,12 +44,7 @@ std::optional<FileType> typeOf(mode_t mode) {
     return S_ISLNK(mode) ? FileType::symbolicLink : FileType::other;
 }
 
-WallTime modificationTime(const struct stat& status) {
-#ifdef __APPLE__
-    const timespec& time = status.st_mtimespec;
-#else
-    const timespec& time = status.st_mtim;
-#endif
+WallTime wallTime(const timespec& time) {
     // A file may be dated beyond the three centuries that nanoseconds span; then the nearest time will do.
     using std::chrono::nanoseconds;
     using std::chrono::seconds;
@@ -120,7 +116,9 @@ private:
 } // namespace
 
 FileAttributes attributesFrom(const struct stat& status) {
-    return {.type = typeOf(status.st_mode), .size = status.st_size, .modified = modificationTime(status)};
+    return {.type = typeOf(status.st_mode),
+            .size = status.st_size,
+            .modified = wallTime(modificationTime(status))};
 }
 
 Descriptor openRegularFile(int directory, const char* path, FileAccess access, Links links) {
@@ -192,7 +190,7 @@ void DirectoryPosix::replace(const std::string& name, ByteView bytes) {
 
 // The rename itself is on the disk only once the directory is. Some file systems have no such step.
 void DirectoryPosix::synchronizeEntries() const {
-    if (::fsync(descriptor_.get()) != 0 && errno != EINVAL) {
+    if (flushToDisk(descriptor_.get()) != 0 && errno != EINVAL) {
         throwWriteError(errno);
     }
 }

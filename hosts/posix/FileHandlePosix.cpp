@@ -1,6 +1,7 @@
 #include "hosts/posix/FileHandlePosix.h"
 
 #include "hosts/posix/PosixError.h"
+#include "hosts/posix/SystemSpecifics.h"
 
 #include <cerrno>
 
@@ -44,7 +45,7 @@ void FileHandlePosix::truncate(std::int64_t size) {
 }
 
 void FileHandlePosix::synchronize() {
-    if (::fsync(descriptor_.get()) != 0) {
+    if (flushToDisk(descriptor_.get()) != 0) {
         throwWriteError(errno);
     }
 }

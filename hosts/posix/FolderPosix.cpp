@@ -3,6 +3,7 @@
 #include "hosts/posix/PosixError.h"
 #include "hosts/posix/RemoveTree.h"
 #include "hosts/posix/RenameExclusively.h"
+#include "hosts/posix/SystemSpecifics.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,7 +19,7 @@ constexpr mode_t ownerOnlyDirectory = 0700;
 
 // Some file systems have no such step for directories.
 int synchronize(int directory) {
-    return ::fsync(directory) != 0 && errno != EINVAL ? -1 : 0;
+    return flushToDisk(directory) != 0 && errno != EINVAL ? -1 : 0;
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 
 namespace InstallerCore {
 
-class FoldersPosix final : public Folders {
+class FoldersPosix : public Folders {
 public:
     [[nodiscard]] std::unique_ptr<Folder> open(const std::filesystem::path& path) const override;
     [[nodiscard]] bool exists(const std::filesystem::path& path) const override;

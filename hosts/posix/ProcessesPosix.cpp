@@ -3,6 +3,7 @@
 #include "InstallerCore/support/PlatformError.h"
 #include "hosts/posix/Descriptor.h"
 #include "hosts/posix/PosixError.h"
+#include "hosts/posix/SystemSpecifics.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -63,12 +64,9 @@ public:
         require(::posix_spawn_file_actions_addchdir_np(&actions_, directory));
     }
 
-    // Ours are all closed by their own flag; a library's may not be.
-    void closeAboveStandardStreams() {
-#ifdef __linux__
-        require(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
-#endif
-    }
+    void inherit(int stream) { require(inheritStream(actions_, stream)); }
+
+    void closeAboveStandardStreams() { require(closeAboveStreams(actions_)); }
 
     [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &actions_; }
 
@@ -84,16 +82,13 @@ public:
         require(::posix_spawnattr_init(&attributes_));
         sigset_t none;
         sigset_t ignored;
-        ::sigemptyset(&none);
-        ::sigemptyset(&ignored);
-        ::sigaddset(&ignored, SIGPIPE);
-        ::sigaddset(&ignored, SIGCHLD);
+        sigemptyset(&none); // these four are macros on some systems
+        sigemptyset(&ignored);
+        sigaddset(&ignored, SIGPIPE);
+        sigaddset(&ignored, SIGCHLD);
         ::posix_spawnattr_setsigmask(&attributes_, &none);
         ::posix_spawnattr_setsigdefault(&attributes_, &ignored);
-        flags |= POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
-        flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
-#endif
+        flags |= POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | closingSpawnFlag();
         ::posix_spawnattr_setflags(&attributes_, static_cast<short>(flags));
     }
 
@@ -163,20 +158,10 @@ struct Pipe {
 
 Pipe makePipe() {
     std::array<int, 2> ends{};
-#ifdef __linux__
-    const int result = ::pipe2(ends.data(), O_CLOEXEC);
-#else
-    const int result = ::pipe(ends.data());
-#endif
-    if (result != 0) {
+    if (makeClosingPipe(ends) != 0) {
         throw PlatformError(ProcessErrorCode::cannotLaunch);
     }
-    Pipe pipe{.reading = Descriptor(ends[0]), .writing = Descriptor(ends[1])};
-#ifndef __linux__ // a child that another thread starts just now inherits nothing all the same: see the flags
-    ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-    ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
-#endif
-    return pipe;
+    return {.reading = Descriptor(ends[0]), .writing = Descriptor(ends[1])};
 }
 
 } // namespace
@@ -185,9 +170,12 @@ ProcessResult ProcessesPosix::run(const std::string& executable, const std::vect
                                   ErrorOutput errors) {
     Pipe pipe = makePipe();
     FileActions actions;
+    actions.inherit(STDIN_FILENO);
     actions.duplicate(pipe.writing.get(), STDOUT_FILENO);
     if (errors == ErrorOutput::discarded) {
         actions.closeOff(STDERR_FILENO);
+    } else {
+        actions.inherit(STDERR_FILENO);
     }
     actions.closeAboveStandardStreams();
     const pid_t child = spawn(executable, arguments, actions, SpawnAttributes(0));

@@ -1,5 +1,7 @@
 #include "hosts/posix/RenameExclusively.h"
 
+#include "hosts/posix/SystemSpecifics.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -22,11 +24,7 @@ int lookAndRename(int fromDirectory, const char* from, int toDirectory, const ch
 } // namespace
 
 int renameExclusively(int fromDirectory, const char* from, int toDirectory, const char* to) {
-#ifdef __APPLE__
-    const int result = ::renameatx_np(fromDirectory, from, toDirectory, to, RENAME_EXCL);
-#else
-    const int result = ::renameat2(fromDirectory, from, toDirectory, to, RENAME_NOREPLACE);
-#endif
+    const int result = renameInOneStep(fromDirectory, from, toDirectory, to);
     const bool unsupported = result != 0 && (errno == EINVAL || errno == ENOTSUP || errno == ENOSYS);
     return unsupported ? lookAndRename(fromDirectory, from, toDirectory, to) : result;
 }

@@ -1,8 +1,8 @@
 #include "rehearsal/signing/CmsSigner.h"
 
+#include "hosts/linux/PropertyListWriter.h"
 #include "rehearsal/signing/Der.h"
 #include "rehearsal/signing/OpenSsl.h"
-#include "rehearsal/signing/PropertyListWriter.h"
 #include "rehearsal/signing/TimeStamper.h"
 
 #include <algorithm>

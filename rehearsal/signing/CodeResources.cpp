@@ -1,7 +1,7 @@
 #include "rehearsal/signing/CodeResources.h"
 
+#include "hosts/linux/PropertyListWriter.h"
 #include "rehearsal/signing/OpenSsl.h"
-#include "rehearsal/signing/PropertyListWriter.h"
 
 #include <fstream>
 #include <map>

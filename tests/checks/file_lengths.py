@@ -4,7 +4,7 @@ import sys
 
 import cpp_source
 
-FOLDERS = ("InstallerCore", "KavioInstaller", "hosts", "rehearsal", "tests", "bench", "fuzz")
+FOLDERS = ("InstallerCore", "KavioInstaller", "hosts", "rehearsal", "artwork", "tests", "bench", "fuzz")
 LIMITS = {cpp_source.HEADER: 200, cpp_source.SOURCE: 500}
 
 

@@ -5,16 +5,18 @@ import sys
 
 import cpp_source
 
-PORTABLE = ("InstallerCore", "KavioInstaller")
+PORTABLE = ("InstallerCore", "KavioInstaller", "hosts/shared")
 
 # What a file may include, by the folder that it is in. The arrows never turn back.
 LAYERS = {
     "InstallerCore": ("InstallerCore/",),
     "KavioInstaller": ("InstallerCore/", "KavioInstaller/"),
     "hosts/posix": ("InstallerCore/", "KavioInstaller/", "hosts/posix/"),
-    "hosts/linux": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/linux/"),
-    "hosts/macos": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/macos/"),
+    "hosts/shared": ("InstallerCore/", "hosts/shared/"),
+    "hosts/linux": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/shared/", "hosts/linux/"),
+    "hosts/macos": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/shared/", "hosts/macos/"),
     "rehearsal": ("InstallerCore/", "KavioInstaller/", "hosts/", "rehearsal/"),
+    "artwork": ("InstallerCore/", "KavioInstaller/", "hosts/", "artwork/"),
 }
 
 STANDARD = set(

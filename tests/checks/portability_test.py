@@ -23,6 +23,7 @@ class PortabilityTest(SeededTreeTest):
         self.expect("KavioInstaller/Thing.cpp", '#include "KavioInstaller/Thing.h"')
         self.expect("hosts/posix/Thing.cpp", '#include "hosts/posix/Thing.h"')
         self.expect("hosts/posix/Thing.cpp", "#include <unistd.h>\n#if 1\n#endif")
+        self.expect("hosts/shared/Thing.cpp", '#include "hosts/shared/Thing.h"\n#include <vector>')
         self.expect("hosts/linux/Thing.cpp", '#include "hosts/posix/Thing.h"\n#include "hosts/linux/Thing.h"')
         self.expect("rehearsal/Main.cpp", '#include "hosts/linux/Thing.h"\n#include "rehearsal/Thing.h"')
 

@@ -88,7 +88,19 @@ constexpr std::uint32_t reversed(std::uint32_t number) {
     return number << 24U | (number & 0xFF00U) << 8U | (number >> 8U & 0xFF00U) | number >> 24U;
 }
 
-// Reads the load commands of one slice.
+// What an image is for.
+struct Processor {
+    std::uint32_t type;
+    std::uint32_t kind;
+
+    // The rest of the kind are capabilities, which one of a list and an image may leave out.
+    Processor(std::uint32_t cpuType, std::uint32_t cpuSubtype)
+        : type(cpuType), kind(cpuSubtype & 0x00FFFFFF) {}
+
+    bool operator==(const Processor&) const = default;
+};
+
+// Reads the header and the load commands of one slice.
 class SliceReader {
 public:
     explicit SliceReader(MachOSlice& slice)
@@ -96,6 +108,8 @@ public:
           swapped_(magicOf(slice.image) == reversed(magic32) || magicOf(slice.image) == reversed(magic64)),
           header_(slice.image, swapped_),
           layout_(isWide(slice.image) ? layout64 : layout32) {}
+
+    [[nodiscard]] Processor processor() const { return {header_.word(4), header_.word(8)}; }
 
     void read() {
         constexpr std::uint64_t commandCount = 16;
@@ -189,25 +203,24 @@ private:
     bool hasSignature_ = false;
 };
 
-std::string architectureName(std::uint32_t cpuType, std::uint32_t cpuSubtype) {
-    constexpr std::uint32_t subtypeMask = 0x00FFFFFF; // the rest are capabilities
+std::string architectureName(const Processor& processor) {
     constexpr std::uint32_t arm64e = 2;
     constexpr std::uint32_t haswell = 8;
-    switch (cpuType) {
+    switch (processor.type) {
     case 0x00000007:
         return "i386";
     case 0x01000007:
-        return (cpuSubtype & subtypeMask) == haswell ? "x86_64h" : "x86_64";
+        return processor.kind == haswell ? "x86_64h" : "x86_64";
     case 0x0000000C:
         return "arm";
     case 0x0100000C:
-        return (cpuSubtype & subtypeMask) == arm64e ? "arm64e" : "arm64";
+        return processor.kind == arm64e ? "arm64e" : "arm64";
     case 0x00000012:
         return "ppc";
     case 0x01000012:
         return "ppc64";
     default:
-        return "processor " + std::to_string(cpuType);
+        return "processor " + std::to_string(processor.type);
     }
 }
 
@@ -215,15 +228,20 @@ bool isZero(ByteView bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](std::byte byte) { return byte == std::byte{0}; });
 }
 
+struct ListedSlice {
+    Processor processor;
+    ByteView image;
+};
+
 // The slices of a universal file as its list has them, in the order of the file.
-std::vector<MachOSlice> listedSlices(ByteView file) {
+std::vector<ListedSlice> listedSlices(ByteView file) {
     constexpr std::uint64_t entries = 8;
     const bool wide = magicOf(file) == fatMagic64;
     const std::uint64_t entrySize = wide ? 32 : 20;
     const Fields fields(file, false);
     const std::uint32_t count = fields.word(4);
     demand(count >= 1 && count <= mostSlices, "has an impossible number of architectures");
-    std::vector<MachOSlice> slices;
+    std::vector<ListedSlice> slices;
     slices.reserve(count);
     for (std::uint32_t index = 0; index < count; ++index) {
         const std::uint64_t entry = entries + index * entrySize;
@@ -232,13 +250,13 @@ std::vector<MachOSlice> listedSlices(ByteView file) {
         const std::uint64_t size =
             wide ? fields.get<std::uint64_t>(entry + 16) : std::uint64_t{fields.word(entry + 12)};
         demand(isWithin(offset, size, file.size()), cutShort);
-        slices.push_back({.architecture = architectureName(fields.word(entry), fields.word(entry + 4)),
-                          .image = file.subspan(offset, size)});
+        slices.push_back(
+            {.processor = {fields.word(entry), fields.word(entry + 4)}, .image = file.subspan(offset, size)});
     }
     std::sort(slices.begin(), slices.end(),
-              [](const MachOSlice& a, const MachOSlice& b) { return a.image.data() < b.image.data(); });
+              [](const ListedSlice& a, const ListedSlice& b) { return a.image.data() < b.image.data(); });
     const std::byte* end = file.data() + entries + count * entrySize;
-    for (const MachOSlice& slice : slices) {
+    for (const ListedSlice& slice : slices) {
         demand(slice.image.data() >= end, "has architectures that overlap");
         demand(isZero({end, slice.image.data()}), "has something between its architectures");
         end = slice.image.data() + slice.image.size();
@@ -266,14 +284,19 @@ bool isMachO(ByteView file) {
 std::vector<MachOSlice> machOSlices(ByteView file) {
     const std::uint32_t magic = magicOf(file);
     std::vector<MachOSlice> slices;
-    if (magic == fatMagic32 || magic == fatMagic64) {
-        slices = listedSlices(file);
-    } else {
-        slices.push_back({.architecture = "", .image = file});
+    if (magic != fatMagic32 && magic != fatMagic64) {
+        SliceReader(slices.emplace_back(MachOSlice{.architecture = "", .image = file})).read();
+        return slices;
     }
-    for (MachOSlice& slice : slices) {
-        const auto read = [&slice] { SliceReader(slice).read(); };
-        slice.architecture.empty() ? read() : at(slice.architecture, read);
+    for (const ListedSlice& listed : listedSlices(file)) {
+        MachOSlice& slice = slices.emplace_back(
+            MachOSlice{.architecture = architectureName(listed.processor), .image = listed.image});
+        at(slice.architecture, [&] {
+            SliceReader reader(slice);
+            // A Mac looks for the architecture in the list, and then goes by the image's own header.
+            demand(reader.processor() == listed.processor, "is for another processor than the list names");
+            reader.read();
+        });
     }
     return slices;
 }

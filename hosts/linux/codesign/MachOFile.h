@@ -22,7 +22,7 @@ struct MachOSlice {
 
 // The slices in the order of the file. Everything that strict validation asks of the layout is checked: no
 // bytes but zeros between the slices, none behind the last, __LINKEDIT and in it the signature at the end.
-// Throws SignatureError. Pure; any thread.
+// Each slice is for the processor that the list names. Throws SignatureError. Pure; any thread.
 //
 // Layouts: <mach-o/loader.h> and <mach-o/fat.h> of Apple's headers.
 [[nodiscard]] std::vector<MachOSlice> machOSlices(ByteView file);

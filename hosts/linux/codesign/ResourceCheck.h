@@ -1,9 +1,9 @@
 #pragma once
 
 #include "hosts/linux/codesign/BundleDirectory.h"
-#include "hosts/linux/codesign/CheckQueue.h"
 #include "hosts/linux/codesign/CodeResources.h"
 #include "hosts/linux/codesign/HashType.h"
+#include "hosts/posix/WorkQueue.h"
 
 #include <functional>
 #include <memory>
@@ -22,7 +22,7 @@ public:
 
     // Files have to have the sealed hash of each type. The queue and the resources must outlive this object,
     // and what it pushes.
-    ResourceCheck(CheckQueue& queue, const CodeResources& resources, std::set<HashType> types,
+    ResourceCheck(WorkQueue& queue, const CodeResources& resources, std::set<HashType> types,
                   std::string mainExecutable, Nested nested)
         : queue_(queue),
           resources_(resources),
@@ -44,7 +44,7 @@ private:
                   const std::string& prefix, unsigned depth);
     [[nodiscard]] bool isExcluded(const std::string& path) const;
 
-    CheckQueue& queue_;
+    WorkQueue& queue_;
     const CodeResources& resources_;
     std::shared_ptr<const std::set<HashType>> types_;
     std::string mainExecutable_;

@@ -83,7 +83,7 @@ struct PageRun {
     }
 };
 
-void pushPages(const SignedSlice& slice, CheckQueue& queue) {
+void pushPages(const SignedSlice& slice, WorkQueue& queue) {
     constexpr std::uint64_t runSize = std::uint64_t{1} << 20U;
     for (const CodeDirectory& directory : slice.signature->directories()) {
         const std::uint64_t pages =

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "hosts/linux/codesign/CheckQueue.h"
 #include "hosts/linux/codesign/CodeSignature.h"
 #include "hosts/linux/codesign/MappedFile.h"
 #include "hosts/linux/codesign/Requirement.h"
 #include "hosts/linux/codesign/StaticVerification.h"
+#include "hosts/posix/WorkQueue.h"
 
 #include <memory>
 #include <optional>
@@ -26,7 +26,7 @@ struct SignedSlice {
 struct SliceContext {
     const TrustRoots& roots;
     std::time_t now;
-    CheckQueue& queue;
+    WorkQueue& queue;
 };
 
 // Proves the signer, the special slots and the requirement, if there is one; the pages are pushed to the

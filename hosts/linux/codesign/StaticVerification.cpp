@@ -1,12 +1,12 @@
 #include "hosts/linux/codesign/StaticVerification.h"
 
 #include "hosts/linux/codesign/BundleLayout.h"
-#include "hosts/linux/codesign/CheckQueue.h"
 #include "hosts/linux/codesign/CodeResources.h"
 #include "hosts/linux/codesign/MachOFile.h"
 #include "hosts/linux/codesign/ResourceCheck.h"
 #include "hosts/linux/codesign/SignatureError.h"
 #include "hosts/linux/codesign/SliceVerification.h"
+#include "hosts/posix/WorkQueue.h"
 
 #include <list>
 #include <set>
@@ -16,6 +16,7 @@ namespace InstallerCore::CodeSign {
 namespace {
 
 constexpr unsigned deepest = 16; // bundles in one another
+constexpr unsigned mostThreads = 8;
 constexpr const char* signatureFolder = "_CodeSignature";
 constexpr const char* resourcesFile = "CodeResources";
 
@@ -188,7 +189,7 @@ private:
     }
 
     std::list<CodeResources> resources_; // outlives the checks that look at it
-    CheckQueue queue_;
+    WorkQueue queue_{{.most = mostThreads}};
     SliceContext context_;
 };
 

@@ -3,9 +3,9 @@
 #include "hosts/linux/copy/CopyAttributes.h"
 #include "hosts/linux/copy/CopyContent.h"
 #include "hosts/linux/copy/CopyError.h"
-#include "hosts/linux/copy/FileQueue.h"
 #include "hosts/posix/Descriptor.h"
 #include "hosts/posix/EntryNames.h"
+#include "hosts/posix/WorkQueue.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -29,6 +30,9 @@ constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // Directories on the way down of which both descriptors stay open; those above them are found again.
 constexpr std::size_t openLevels = 32;
+
+// One thread copies such a tree, file after file.
+constexpr std::uint64_t smallTree = std::uint64_t{1} << 20U; // bytes
 
 struct Identity {
     dev_t device = 0;
@@ -97,8 +101,7 @@ public:
           destination_(placeOf(destination)),
           sourcePath_(source.string()),
           destinationPath_(destination.string()),
-          attributes_(std::move(log)),
-          queue_([this](FileCopy file) { finishFile(std::move(file)); }) {}
+          attributes_(std::move(log)) {}
 
     void run() {
         sourceParent_ = openParent(source_, 0);
@@ -145,7 +148,7 @@ private:
     void copyDirectory(const std::string& name, const std::string& newName, const struct stat& status);
     void copyFile(const std::string& name, const std::string& newName, const struct stat& status);
     void copyLink(const std::string& name, const std::string& newName, const struct stat& status);
-    void finishFile(FileCopy file);
+    void finishFile(FileCopy& file);
     void leaveDirectory();
     void reopenParent(Side Level::* side, const std::string& path);
     [[nodiscard]] Descriptor openSource(const std::string& name, int flags, const struct stat& status) const;
@@ -172,7 +175,7 @@ private:
     std::map<Identity, LinkedCopy> linked_;
     ContentCopier contents_;
     AttributeCopier attributes_;
-    FileQueue queue_; // last: its threads use the others
+    WorkQueue queue_{{.fewest = 2, .most = 4, .sizeForOne = smallTree}}; // last: its threads use the others
 };
 
 void TreeCopy::copyEntry(const std::string& name, const std::string& newName) {
@@ -319,11 +322,13 @@ void TreeCopy::copyFile(const std::string& name, const std::string& newName, con
         throwCopyError(file.destinationPath, errno);
     }
     refuseInheritedRights(file.destination.get());
-    queue_.push(std::move(file));
+    // What is queued has to be copyable, and an open file is not.
+    const auto queued = std::make_shared<FileCopy>(std::move(file));
+    queue_.push([this, queued] { finishFile(*queued); }, static_cast<std::uint64_t>(status.st_size));
 }
 
 // On any thread.
-void TreeCopy::finishFile(FileCopy file) {
+void TreeCopy::finishFile(FileCopy& file) {
     contents_.copy(file);
     attributes_.copy(
         file.source.get(), file.destination.get(),

@@ -1,102 +1,60 @@
 #include "hosts/linux/diskimage/ImageTable.h"
 
 #include "InstallerCore/support/UnicodeText.h"
+#include "hosts/linux/PropertyListWriter.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace InstallerCore {
 
 namespace {
 
-constexpr int blockSize = 512;
+constexpr std::int64_t blockSize = 512;
 
-std::string escaped(std::string_view text) {
-    std::string result;
-    for (const char letter : text) {
-        switch (letter) {
-        case '&':
-            result += "&amp;";
-            break;
-        case '<':
-            result += "&lt;";
-            break;
-        case '>':
-            result += "&gt;";
-            break;
-        case '\r': // a reader would take it for a newline
-            result += "&#13;";
-            break;
-        default:
-            result += letter;
-        }
-    }
-    return result;
+PropertyValue text(const std::string& value) {
+    return {value};
 }
 
-std::string member(const std::string& key, const std::string& value) {
-    return "<key>" + key + "</key>" + value + "\n";
+PropertyValue flag(bool value) {
+    return {value};
 }
 
-std::string text(const std::string& key, const std::string& value) {
-    return member(key, "<string>" + escaped(value) + "</string>");
-}
-
-std::string flag(const std::string& key, bool value) {
-    return member(key, value ? "<true/>" : "<false/>");
-}
-
-std::string number(const std::string& key, std::int64_t value) {
-    return member(key, "<integer>" + std::to_string(value) + "</integer>");
-}
-
-std::string array(const std::string& key, const std::string& items) {
-    return member(key, "<array>\n" + items + "</array>");
-}
-
-std::string dictionary(const std::string& members) {
-    return "<dict>\n" + members + "</dict>\n";
-}
-
-std::string document(const std::string& members) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-)" + dictionary(members) +
-           "</plist>\n";
-}
-
-std::string entities(const MountRecord& record, const std::filesystem::path& volumes) {
-    std::string items;
+PropertyValue entities(const MountRecord& record, const std::filesystem::path& volumes) {
+    PropertyArray items;
     for (const SystemEntity& entity : record.entities) {
-        std::string members = text("content-hint", entity.contentHint) + text("dev-entry", entity.device);
+        PropertyDictionary members = {{"content-hint", text(entity.contentHint)},
+                                      {"dev-entry", text(entity.device)},
+                                      {"potentially-mountable", flag(entity.mountable)},
+                                      {"unmapped-content-hint", text(entity.unmappedContentHint)}};
         if (entity.volume) {
-            members += text("mount-point", (volumes / entity.volume->name).string());
+            members["mount-point"] = text((volumes / entity.volume->name).string());
+            members["volume-kind"] = text(entity.volume->kind);
         }
-        members += flag("potentially-mountable", entity.mountable) +
-                   text("unmapped-content-hint", entity.unmappedContentHint);
-        if (entity.volume) {
-            members += text("volume-kind", entity.volume->kind);
-        }
-        items += dictionary(members);
+        items.push_back({std::move(members)});
     }
-    return array("system-entities", items);
+    return {std::move(items)};
 }
 
 } // namespace
 
 std::string attachedTable(const MountRecord& record, const std::filesystem::path& volumes) {
-    return document(entities(record, volumes));
+    return writePropertyList({PropertyDictionary{{"system-entities", entities(record, volumes)}}});
 }
 
 std::string imageTable(const std::vector<MountRecord>& records, const std::filesystem::path& volumes) {
-    std::string images;
+    PropertyArray images;
     for (const MountRecord& record : records) {
-        images += dictionary(number("blockcount", record.blockCount) + number("blocksize", blockSize) +
-                             flag("image-encrypted", false) + text("image-path", record.image.path) +
-                             text("image-type", "read-only disk image") + flag("removable", true) +
-                             entities(record, volumes) + flag("writeable", false));
+        images.push_back({PropertyDictionary{{"blockcount", {record.blockCount}},
+                                             {"blocksize", {blockSize}},
+                                             {"image-encrypted", flag(false)},
+                                             {"image-path", text(record.image.path)},
+                                             {"image-type", text("read-only disk image")},
+                                             {"removable", flag(true)},
+                                             {"system-entities", entities(record, volumes)},
+                                             {"writeable", flag(false)}}});
     }
-    return document(text("framework", "1") + array("images", images));
+    return writePropertyList({PropertyDictionary{{"framework", text("1")}, {"images", {std::move(images)}}}});
 }
 
 bool isPrintable(std::string_view text) {

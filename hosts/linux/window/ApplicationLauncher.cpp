@@ -7,26 +7,33 @@
 #include "InstallerCore/platform/ReadText.h"
 
 #include <exception>
+#include <optional>
+#include <utility>
 
 namespace InstallerCore {
 
 namespace {
 
-std::filesystem::path executableOf(const std::filesystem::path& application, const Platform& platform) {
+// Absent in a bundle that is for a Mac alone.
+std::optional<std::filesystem::path> executableOf(const std::filesystem::path& application,
+                                                  const Platform& platform) {
     constexpr std::size_t longest = std::size_t{16} << 20U;
     const auto file = platform.files.openForReading(application / "Contents/Info.plist");
     const PropertyValue list = platform.propertyLists.parse(readBytes(*file, longest));
     const std::string* const name = textMember(list, "CFBundleExecutable");
-    return application / "Contents/Linux" / (name == nullptr ? std::string("none") : *name);
+    if (name == nullptr || name->empty()) {
+        return std::nullopt;
+    }
+    auto executable = application / "Contents/Linux" / *name;
+    return platform.folders.exists(executable) ? std::optional(std::move(executable)) : std::nullopt;
 }
 
 } // namespace
 
 OpenResult launchApplication(const std::filesystem::path& application, const Platform& platform) {
     try {
-        const auto executable = executableOf(application, platform);
-        if (platform.folders.exists(executable)) {
-            platform.processes.startDetached(executable, {});
+        if (const auto executable = executableOf(application, platform)) {
+            platform.processes.startDetached(*executable, {});
         }
         return {.error = std::nullopt, .isRunning = true};
     } catch (const std::exception& error) {

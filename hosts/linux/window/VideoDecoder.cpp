@@ -1,18 +1,11 @@
 #include "hosts/linux/window/VideoDecoder.h"
 
+#include "hosts/linux/window/VideoLibraries.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <utility>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/dict.h>
-#include <libavutil/imgutils.h>
-#include <libavutil/log.h>
-#include <libswscale/swscale.h>
-}
 
 namespace InstallerCore {
 
@@ -26,17 +19,22 @@ constexpr nanoseconds usualDuration = std::chrono::milliseconds(40);
 constexpr std::int64_t mostPixels = 4096L * 4096;
 constexpr nanoseconds longestDuration = std::chrono::seconds(60);
 
+// Only once there is a decoder.
+const VideoLibraries& ffmpeg() {
+    return *VideoLibraries::load();
+}
+
 // One deleter for all of the library's objects, each with its own way of going.
 struct Release {
-    void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+    void operator()(AVFormatContext* format) const { ffmpeg().closeInput(&format); }
 
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+    void operator()(AVCodecContext* codec) const { ffmpeg().freeContext(&codec); }
 
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVPacket* packet) const { ffmpeg().freePacket(&packet); }
 
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVFrame* frame) const { ffmpeg().freeFrame(&frame); }
 
-    void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+    void operator()(SwsContext* scaler) const { ffmpeg().freeScaler(scaler); }
 };
 
 template <typename T>
@@ -44,21 +42,21 @@ using Owned = std::unique_ptr<T, Release>;
 
 Owned<AVFormatContext> openFormat(const std::filesystem::path& file) {
     AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    av_dict_set(&options, "format_whitelist", "mov", 0);
+    ffmpeg().setEntry(&options, "protocol_whitelist", "file", 0);
+    ffmpeg().setEntry(&options, "format_whitelist", "mov", 0);
     AVFormatContext* format = nullptr;
-    const int status = avformat_open_input(&format, ("file:" + file.string()).c_str(), nullptr, &options);
-    av_dict_free(&options);
+    const int status = ffmpeg().openInput(&format, ("file:" + file.string()).c_str(), nullptr, &options);
+    ffmpeg().freeDictionary(&options);
     if (status < 0) {
         return nullptr;
     }
     Owned<AVFormatContext> result(format);
-    return avformat_find_stream_info(format, nullptr) < 0 ? nullptr : std::move(result);
+    return ffmpeg().findStreamInfo(format, nullptr) < 0 ? nullptr : std::move(result);
 }
 
 // The best video stream; all others are not even read.
 AVStream* chooseStream(AVFormatContext& format, const AVCodec*& codec) {
-    const int best = av_find_best_stream(&format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
+    const int best = ffmpeg().findBestStream(&format, AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
     if (best < 0) {
         return nullptr;
     }
@@ -69,13 +67,13 @@ AVStream* chooseStream(AVFormatContext& format, const AVCodec*& codec) {
 }
 
 Owned<AVCodecContext> openCodec(const AVCodec* codec, const AVStream& stream) {
-    Owned<AVCodecContext> context(avcodec_alloc_context3(codec));
-    if (!context || avcodec_parameters_to_context(context.get(), stream.codecpar) < 0) {
+    Owned<AVCodecContext> context(ffmpeg().allocContext(codec));
+    if (!context || ffmpeg().parametersToContext(context.get(), stream.codecpar) < 0) {
         return nullptr;
     }
     context->thread_count = 1;
     context->max_pixels = mostPixels;
-    return avcodec_open2(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
+    return ffmpeg().openCodec(context.get(), codec, nullptr) < 0 ? nullptr : std::move(context);
 }
 
 // The scaler writes whole vectors: past the end of a line whose length is no multiple of them.
@@ -84,19 +82,28 @@ constexpr int vectorSize = 64;
 QImage imageWithPadding(QSize size) {
     std::array<std::uint8_t*, 4> planes{};
     std::array<int, 4> strides{};
-    if (av_image_alloc(planes.data(), strides.data(), size.width(), size.height(), AV_PIX_FMT_RGB32,
-                       vectorSize) < 0) {
+    if (ffmpeg().allocImage(planes.data(), strides.data(), size.width(), size.height(), AV_PIX_FMT_RGB32,
+                            vectorSize) < 0) {
         return {};
     }
-    return {planes.front(),       size.width(), size.height(), strides.front(),
-            QImage::Format_RGB32, av_free,      planes.front()};
+    return {planes.front(),       size.width(),     size.height(), strides.front(),
+            QImage::Format_RGB32, ffmpeg().release, planes.front()};
+}
+
+// The field has another name since FFmpeg 6, and the old one is gone from 7.
+std::int64_t durationOf(const AVFrame& frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    return frame.duration;
+#else
+    return frame.pkt_duration;
+#endif
 }
 
 QSize fitted(const AVFrame& frame, QSize area) {
     QSize size(frame.width, frame.height);
     const AVRational pixel = frame.sample_aspect_ratio;
     if (pixel.num > 0 && pixel.den > 0) {
-        size.setWidth(std::max(1, static_cast<int>(av_rescale(frame.width, pixel.num, pixel.den))));
+        size.setWidth(std::max(1, static_cast<int>(ffmpeg().rescale(frame.width, pixel.num, pixel.den))));
     }
     return size.scaled(area, Qt::KeepAspectRatio).expandedTo({1, 1});
 }
@@ -108,8 +115,8 @@ struct VideoDecoder::State {
     Owned<AVFormatContext> format;
     AVStream* stream = nullptr; // the format's
     Owned<AVCodecContext> codec;
-    Owned<AVPacket> packet{av_packet_alloc()};
-    Owned<AVFrame> frame{av_frame_alloc()};
+    Owned<AVPacket> packet{ffmpeg().allocPacket()};
+    Owned<AVFrame> frame{ffmpeg().allocFrame()};
     Owned<SwsContext> scaler;
     std::optional<std::int64_t> firstTime; // in the stream's units
     nanoseconds earliest{0};               // the next frame's
@@ -124,7 +131,7 @@ struct VideoDecoder::State {
 // Into `frame`.
 bool VideoDecoder::State::decode() const {
     for (;;) {
-        const int status = avcodec_receive_frame(codec.get(), frame.get());
+        const int status = ffmpeg().receiveFrame(codec.get(), frame.get());
         if (status == 0) {
             return true;
         }
@@ -136,33 +143,35 @@ bool VideoDecoder::State::decode() const {
 
 // The next packet of the stream, or that there are no more.
 bool VideoDecoder::State::feed() const {
-    while (av_read_frame(format.get(), packet.get()) >= 0) {
+    while (ffmpeg().readFrame(format.get(), packet.get()) >= 0) {
         const bool isOurs = packet->stream_index == stream->index;
-        const int status = isOurs ? avcodec_send_packet(codec.get(), packet.get()) : 0;
-        av_packet_unref(packet.get());
+        const int status = isOurs ? ffmpeg().sendPacket(codec.get(), packet.get()) : 0;
+        ffmpeg().unrefPacket(packet.get());
         if (isOurs && status != AVERROR_INVALIDDATA) { // a damaged packet costs its own picture only
             return status == 0;
         }
     }
-    return avcodec_send_packet(codec.get(), nullptr) == 0;
+    return ffmpeg().sendPacket(codec.get(), nullptr) == 0;
 }
 
 QImage VideoDecoder::State::picture() {
     const QSize size = fitted(*frame, area);
     const auto layout = static_cast<AVPixelFormat>(frame->format);
-    scaler.reset(sws_getCachedContext(scaler.release(), frame->width, frame->height, layout, size.width(),
-                                      size.height(), AV_PIX_FMT_RGB32, SWS_BICUBIC, nullptr, nullptr,
-                                      nullptr));
+    scaler.reset(ffmpeg().cachedScaler(scaler.release(), frame->width, frame->height, layout, size.width(),
+                                       size.height(), AV_PIX_FMT_RGB32, SWS_BICUBIC, nullptr, nullptr,
+                                       nullptr));
     QImage image = imageWithPadding(size);
     if (!scaler || image.isNull()) {
         return {};
     }
-    const int* coefficients = sws_getCoefficients(frame->colorspace);
+    const int* coefficients = ffmpeg().coefficients(frame->colorspace);
     const int isFullRange = frame->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
-    sws_setColorspaceDetails(scaler.get(), coefficients, isFullRange, coefficients, 1, 0, 1 << 16, 1 << 16);
+    ffmpeg().setColorspaceDetails(scaler.get(), coefficients, isFullRange, coefficients, 1, 0, 1 << 16,
+                                  1 << 16);
     const std::array<std::uint8_t*, 4> planes = {image.bits()};
     const std::array<int, 4> strides = {static_cast<int>(image.bytesPerLine())};
-    sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, planes.data(), strides.data());
+    ffmpeg().scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, planes.data(),
+                   strides.data());
     return image;
 }
 
@@ -171,15 +180,15 @@ nanoseconds VideoDecoder::State::time() {
     const std::int64_t stamp = frame->best_effort_timestamp;
     if (stamp != AV_NOPTS_VALUE) {
         firstTime = firstTime.value_or(stamp);
-        const nanoseconds stamped(av_rescale_q(stamp, stream->time_base, nanosecond) -
-                                  av_rescale_q(*firstTime, stream->time_base, nanosecond));
+        const nanoseconds stamped(ffmpeg().rescaleUnits(stamp, stream->time_base, nanosecond) -
+                                  ffmpeg().rescaleUnits(*firstTime, stream->time_base, nanosecond));
         result = std::clamp(stamped, earliest, earliest + longestDuration);
     }
     return result;
 }
 
 nanoseconds VideoDecoder::State::duration() const {
-    const nanoseconds stated(av_rescale_q(frame->pkt_duration, stream->time_base, nanosecond));
+    const nanoseconds stated(ffmpeg().rescaleUnits(durationOf(*frame), stream->time_base, nanosecond));
     return stated > nanoseconds(0) ? std::min(stated, longestDuration) : usualDuration;
 }
 
@@ -188,7 +197,10 @@ VideoDecoder::VideoDecoder(std::unique_ptr<State> state) : state_(std::move(stat
 VideoDecoder::~VideoDecoder() = default;
 
 std::unique_ptr<VideoDecoder> VideoDecoder::open(const std::filesystem::path& file, QSize area) {
-    av_log_set_level(AV_LOG_QUIET);
+    if (VideoLibraries::load() == nullptr) {
+        return nullptr;
+    }
+    ffmpeg().setLogLevel(AV_LOG_QUIET);
     auto state = std::make_unique<State>();
     state->area = area;
     state->format = openFormat(file);
@@ -212,7 +224,7 @@ std::optional<VideoFrame> VideoDecoder::next() {
         return std::nullopt;
     }
     VideoFrame result{.image = state_->picture(), .time = state_->time(), .duration = state_->duration()};
-    av_frame_unref(state_->frame.get());
+    ffmpeg().unrefFrame(state_->frame.get());
     if (result.image.isNull()) {
         return std::nullopt;
     }
@@ -221,10 +233,10 @@ std::optional<VideoFrame> VideoDecoder::next() {
 }
 
 bool VideoDecoder::rewind() {
-    avcodec_flush_buffers(state_->codec.get());
+    ffmpeg().flushBuffers(state_->codec.get());
     state_->earliest = nanoseconds(0);
     const int index = state_->stream->index;
-    return av_seek_frame(state_->format.get(), index, 0, AVSEEK_FLAG_BACKWARD) >= 0;
+    return ffmpeg().seekFrame(state_->format.get(), index, 0, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 
 } // namespace InstallerCore

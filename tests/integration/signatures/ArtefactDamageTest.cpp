@@ -40,7 +40,8 @@ protected:
 };
 
 TEST_F(ArtefactDamageTest, NoCodeOfAFrameworkCanBeOther) {
-    const DamageSubject subject = this->subject(300, join({bitRules(), blobRules(), adHocRules()}));
+    const DamageSubject subject =
+        this->subject(300, join({bitRules(), universalBitRules(), blobRules(), adHocRules()}));
     DamageCampaign campaign(subject);
     for (const std::string& executable : executablesIn(subject.path)) {
         flipBytes(campaign, executable, false);
@@ -50,8 +51,9 @@ TEST_F(ArtefactDamageTest, NoCodeOfAFrameworkCanBeOther) {
 }
 
 TEST_F(ArtefactDamageTest, NoEntryOfAFrameworkCanBeOther) {
-    const DamageSubject subject =
-        this->subject(20, join({entryRules(), attributeRules(directory_ / framework), frameworkRules()}));
+    const DamageSubject subject = this->subject(
+        20,
+        join({entryRules(), attributeRules(directory_ / framework), applicationRules(), frameworkRules()}));
     DamageCampaign campaign(subject);
     damageEntries(campaign);
     campaign.finish();

@@ -85,7 +85,7 @@ private:
     Blobs blobs_;
 };
 
-// In place of a bundle's own blobs those of the donor's main executable for the same processor.
+// In place of a signature's own blobs those of another.
 void takeBlobs(SignatureEditor& editor, const Blobs& own, const Blobs& foreign, const std::string& donor) {
     editor.write("a signature of " + donor, "", makeSignature(foreign));
     for (std::size_t i = 0; i < own.size(); ++i) {
@@ -115,7 +115,9 @@ void damageBlobs(DamageCampaign& campaign, const std::string& executable, const 
             }
             const std::string content = readFile(file);
             for (const CodeSignaturePlace& place : signaturesIn(asBytes(content))) {
-                takeBlobs(editor, editor.place().blobs, place.blobs, donor.name);
+                const bool isSame = place.architecture == editor.place().architecture;
+                takeBlobs(editor, editor.place().blobs, place.blobs,
+                          isSame ? donor.name : donor.name + " for another processor");
             }
         }
     }

@@ -18,6 +18,8 @@ constexpr std::size_t blobHeader = 8;
 constexpr std::size_t superBlobHeader = 12;
 constexpr std::size_t indexEntry = 8;
 
+constexpr const char* paddingBehindSignature = "the padding behind a signature";
+
 std::string architectureOf(const Rehearsal::MachOSlice& slice) {
     constexpr std::uint32_t arm = 0x0100000c;
     return slice.processor == arm ? "arm64" : "x86_64";
@@ -74,7 +76,9 @@ private:
         const std::string kind = "the list of architectures";
         add(kind, "header", 0, header);
         for (std::size_t entry = header; entry < header + count * entrySize; entry += entrySize) {
-            add(kind, "processor", entry, entry + 8);
+            add(kind, "processor", entry, entry + 4);
+            add(kind, "capabilities", entry + 4, entry + 5);
+            add(kind, "kind of processor", entry + 5, entry + 8);
             add(kind, "offset", entry + 8, entry + 12);
             add(kind, "size", entry + 12, entry + 16);
             add(kind, "alignment", entry + 16, entry + entrySize);
@@ -131,7 +135,7 @@ private:
             end = std::max<std::size_t>(end, offset + length);
         }
         add("a gap in the signature", "", base + end, base + size);
-        add("the padding behind a signature", "", base + size, base + room.size(), false);
+        add(paddingBehindSignature, "", base + size, base + room.size(), false);
     }
 
     void mapBlob(std::uint32_t slot, ByteView blob) {
@@ -202,6 +206,13 @@ std::string blobName(std::uint32_t slot) {
 
 std::vector<CodeRegion> regionsOf(ByteView executable) {
     return Mapper(executable).run();
+}
+
+bool isPadding(ByteView executable, std::size_t offset) {
+    const std::vector<CodeRegion> regions = regionsOf(executable);
+    return std::any_of(regions.begin(), regions.end(), [offset](const CodeRegion& region) {
+        return region.kind == paddingBehindSignature && region.begin <= offset && offset < region.end;
+    });
 }
 
 std::vector<CodeSignaturePlace> signaturesIn(ByteView executable) {

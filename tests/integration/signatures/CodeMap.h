@@ -32,6 +32,9 @@ struct CodeSignaturePlace {
 
 [[nodiscard]] std::vector<CodeRegion> regionsOf(ByteView executable);
 
+// Whether the byte is room that a slice has for its signature and the signature does not fill.
+[[nodiscard]] bool isPadding(ByteView executable, std::size_t offset);
+
 [[nodiscard]] std::vector<CodeSignaturePlace> signaturesIn(ByteView executable);
 
 // The regions of a CMS message that begins at that offset.

@@ -14,24 +14,52 @@ constexpr auto either = DamageRule::Verdict::either;
 
 const DamageRules& bitRules() {
     static const DamageRules rules = {
-        {"a bit flipped in the list of architectures", "processor", "*", either,
-         "a Mac loads an architecture for the processor that its own header names"},
-        {"a bit flipped in the list of architectures", "alignment", "*", either,
-         "an architecture lies where its offset says"},
         {"a bit flipped in the signature's index", "length", "*", either,
          "how much behind the last blob is counted"},
         {"a bit flipped in the padding behind a signature", "", "*", accepted,
          "tools that write a shorter signature leave the rest of a longer one"},
+    };
+    return rules;
+}
+
+const DamageRules& universalBitRules() {
+    static const DamageRules rules = {
+        {"a bit flipped in the list of architectures", "capabilities", "*", accepted,
+         "what a processor has to be able to is not which one it is; the image says it again"},
+        {"a bit flipped in the list of architectures", "alignment", "*", accepted,
+         "an architecture lies where its offset says"},
+    };
+    return rules;
+}
+
+const DamageRules& messageBitRules() {
+    static const DamageRules rules = {
         {"a bit flipped in the *", "*: signed data: digest algorithms: algorithm", "*", either,
          "a hint; the signer names the algorithm again"},
-        {"a bit flipped in the time stamp", "*: signers: signer: signature algorithm", "*", either,
-         "RSA is named alone or together with the signer's digest"},
         {"a bit flipped in the *", "*: signers: signer: identifier", "*", either,
          "names of issuers compare without regard to case"},
         {"a bit flipped in the *", "*: signed data: version", "*", either, "there is one way to read it"},
         {"a bit flipped in the *", "*: signers: signer: version", "*", either, "there is one way to read it"},
         {"the bit for constructed values flipped in the *", "*: tag", "*", either,
          "a set is read alike without it, and signed as if it had it"},
+    };
+    return rules;
+}
+
+const DamageRules& sha1TimeStampBitRules() {
+    static const DamageRules rules = {
+        {"a bit flipped in the time stamp", "*: signers: signer: signature algorithm", "*", either,
+         "RSA is named alone or together with the signer's digest, and with SHA-1 the names are a bit apart"},
+    };
+    return rules;
+}
+
+const DamageRules& nullParameterRules() {
+    static const DamageRules rules = {
+        {"a value removed from the *", "*: signers: signer: digest algorithm", "*", either,
+         "parameters that are null may be left out (RFC 5754, 2)"},
+        {"a value removed from the time stamp", "*: signed data: digest algorithms: algorithm", "*", either,
+         "likewise"},
     };
     return rules;
 }
@@ -105,6 +133,18 @@ const DamageRules& oneDirectoryRules() {
     return rules;
 }
 
+const DamageRules& sameHelperRules() {
+    constexpr const char* helper = "*/Helpers/KavioHelper";
+    constexpr const char* reason = "the same signer's, over the very same code directories";
+    static const DamageRules rules = {
+        {"a signature of another version", "", helper, accepted, reason},
+        {"a signature of another application", "", helper, accepted, reason},
+        {"a blob of another version", "message", helper, accepted, reason},
+        {"a blob of another application", "message", helper, accepted, reason},
+    };
+    return rules;
+}
+
 const DamageRules& adHocRules() {
     static const DamageRules rules = {
         {"a bit flipped in the signature's index", "* of the message", "*", either,
@@ -122,6 +162,8 @@ const DamageRules& adHocRules() {
 
 const DamageRules& entryRules() {
     static const DamageRules rules = {
+        {"*file altered", "padding behind a signature", "*", accepted,
+         "tools that write a shorter signature leave the rest of a longer one"},
         {"other permissions", "", "*", accepted, "no part of a signature"},
         {"another date", "", "*", accepted, "no part of a signature"},
         {"a file replaced by its like", "", "*/Helpers/KavioScript", refused,
@@ -153,22 +195,19 @@ DamageRules attributeRules(const std::filesystem::path& bundle) {
 
 const DamageRules& applicationRules() {
     static const DamageRules rules = {
-        {"the last byte of a file altered", "", "*/MacOS/*", accepted, "padding behind its signature"},
-        {"an entry renamed*", "", "Contents/PkgInfo", refused, "what is not sealed has that name alone"},
-        {"an entry replaced by a link to itself beside it", "", "Contents/PkgInfo", refused,
+        {"an entry renamed*", "", "*Contents/PkgInfo", refused, "what is not sealed has that name alone"},
+        {"an entry replaced by a link to itself beside it", "", "*Contents/PkgInfo", refused,
          "what is not sealed has that name alone"},
-        {"an entry replaced by a FIFO", "", "Contents/PkgInfo", refused, "no bundle has one"},
-        {"a file replaced by a directory with it", "", "Contents/PkgInfo", refused,
+        {"an entry replaced by a FIFO", "", "*Contents/PkgInfo", refused, "no bundle has one"},
+        {"a file replaced by a directory with it", "", "*Contents/PkgInfo", refused,
          "only a file may be there"},
-        {"*", "", "Contents/PkgInfo", accepted, "not sealed"},
+        {"*", "", "*Contents/PkgInfo", accepted, "rules leave it out"},
     };
     return rules;
 }
 
 const DamageRules& sampleEntryRules() {
     static const DamageRules rules = {
-        {"the last byte of a file altered", "", "*/KavioHelper", accepted, "padding behind its signature"},
-        {"the last byte of a file altered", "", "*/KavioKit", accepted, "padding behind its signature"},
         {"an entry renamed*", "", "Contents/CodeResources", refused, "only a ticket is not sealed"},
         {"an entry replaced by a link to itself beside it", "", "Contents/CodeResources", refused,
          "only a ticket is not sealed"},
@@ -191,10 +230,6 @@ const DamageRules& sampleEntryRules() {
 const DamageRules& frameworkRules() {
     static const DamageRules rules = {
         {"a link replaced by its like", "", "*", accepted, "no damage"},
-        {"the last byte of a file altered", "", "*/MacOS/*", either, "padding behind its signature"},
-        {"the last byte of a file altered", "", "Versions/B/[AS]*", either, "padding behind its signature"},
-        {"a byte within a file altered", "", "Versions/B/Autoupdate", either,
-         "its middle is padding behind the first signature"},
         {"an entry removed", "", "*/Base.lproj*", refused, "the language that all others build on"},
         {"a directory replaced by an empty one", "", "*/Base.lproj*", refused, "likewise"},
         {"an entry removed", "", "*/Resources/*.lproj*", accepted, "languages may be taken out"},

@@ -1,6 +1,8 @@
 #include "tests/integration/signatures/EntryDamages.h"
 
+#include "rehearsal/signing/MachOSigner.h"
 #include "tests/integration/signatures/AttributeDamages.h"
+#include "tests/integration/signatures/CodeMap.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <fcntl.h>
@@ -156,7 +158,10 @@ private:
         };
         if (!content.empty()) {
             const auto flip = [&](const std::string& kind, std::size_t offset) {
-                campaign_.flip({.kind = kind, .part = "", .file = name}, offset, std::byte{1});
+                const bool isUnused = Rehearsal::isMachO(file) && isPadding(asBytes(content), offset);
+                campaign_.flip(
+                    {.kind = kind, .part = isUnused ? "padding behind a signature" : "", .file = name},
+                    offset, std::byte{1});
             };
             flip("the first byte of a file altered", 0);
             flip("a byte within a file altered", content.size() / 2);

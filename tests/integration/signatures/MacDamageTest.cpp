@@ -43,7 +43,8 @@ protected:
 };
 
 TEST_F(MacDamageTest, NoBitOfItsSignatureCanBeOther) {
-    const DamageSubject subject = this->subject(100, bitRules());
+    const DamageSubject subject =
+        this->subject(100, join({bitRules(), messageBitRules(), sha1TimeStampBitRules()}));
     DamageCampaign campaign(subject);
     flipBytes(campaign, executable, true);
     campaign.finish();
@@ -52,7 +53,7 @@ TEST_F(MacDamageTest, NoBitOfItsSignatureCanBeOther) {
 TEST_F(MacDamageTest, NoPartOfItCanBeOther) {
     const SampleBundles bundles(SampleBundles::Size::small);
     const DamageSubject subject =
-        this->subject(8, join({blobRules(), messageRules(), entryRules(),
+        this->subject(8, join({blobRules(), messageRules(), nullParameterRules(), entryRules(),
                                attributeRules(directory_ / application), applicationRules()}));
     DamageCampaign campaign(subject);
     damageBlobs(campaign, executable, bundles.donors());

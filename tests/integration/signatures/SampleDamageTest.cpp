@@ -30,8 +30,8 @@ DamageSubject subjectOf(const SampleBundles& bundles, const std::string& name, u
 
 TEST(SampleDamageTest, NoBitOfASignatureCanBeOther) {
     const SampleBundles bundles(SampleBundles::Size::small);
-    const DamageSubject subject =
-        subjectOf(bundles, "small sample", 80, join({bitRules(), validCertificateBitRules()}));
+    const DamageSubject subject = subjectOf(
+        bundles, "small sample", 80, join({bitRules(), messageBitRules(), validCertificateBitRules()}));
     DamageCampaign campaign(subject);
     flipBytes(campaign, SampleBundles::executable, true);
     campaign.finish();
@@ -51,9 +51,10 @@ TEST(SampleDamageTest, NoPartOfASignatureCanBeOther) {
 
 TEST(SampleDamageTest, NoCodeOfABundleCanBeOther) {
     const SampleBundles bundles(SampleBundles::Size::full);
-    const DamageSubject subject = subjectOf(
-        bundles, "full sample", 100,
-        join({bitRules(), validCertificateBitRules(), blobRules(), messageRules(), validCertificateRules()}));
+    const DamageSubject subject =
+        subjectOf(bundles, "full sample", 100,
+                  join({bitRules(), universalBitRules(), messageBitRules(), validCertificateBitRules(),
+                        blobRules(), messageRules(), validCertificateRules(), sameHelperRules()}));
     DamageCampaign campaign(subject);
     for (const std::string& executable : executablesIn(subject.path)) {
         flipBytes(campaign, executable, false);

@@ -1,9 +1,9 @@
 #include "rehearsal/signing/BundleSigner.h"
 
+#include "hosts/linux/PropertyListWriter.h"
 #include "hosts/linux/PropertyListsLibplist.h"
 #include "hosts/posix/ProcessesPosix.h"
 #include "rehearsal/SampleApplication.h"
-#include "rehearsal/signing/PropertyListWriter.h"
 #include "tests/rehearsal/DescribeTree.h"
 #include "tests/rehearsal/signing/SigningJudge.h"
 #include "tests/support/ChildProcess.h"

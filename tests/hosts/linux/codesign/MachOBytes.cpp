@@ -64,6 +64,17 @@ void Image::text(std::size_t offset, const std::string& content) {
     std::copy(source.begin(), source.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
+void Image::processor(std::uint32_t cpuType, std::uint32_t cpuSubtype) {
+    word(4, cpuType);
+    word(8, cpuSubtype);
+}
+
+ListedImage listedImage(std::uint32_t cpuType, std::uint32_t cpuSubtype, std::uint64_t offset) {
+    Image image;
+    image.processor(cpuType, cpuSubtype);
+    return {.cpuType = cpuType, .cpuSubtype = cpuSubtype, .offset = offset, .image = image.bytes};
+}
+
 Bytes universalFile(const std::vector<ListedImage>& images, bool wide) {
     std::size_t size = 0;
     for (const ListedImage& listed : images) {

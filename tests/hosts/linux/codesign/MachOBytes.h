@@ -31,6 +31,8 @@ struct Image {
 
     void text(std::size_t offset, const std::string& content);
 
+    void processor(std::uint32_t cpuType, std::uint32_t cpuSubtype);
+
     static constexpr std::size_t infoPlist = 0x180;
     static constexpr std::size_t linkEdit = 0x1C0;
     static constexpr std::size_t signature = 0x1E0;
@@ -58,6 +60,9 @@ struct ListedImage {
     std::uint64_t offset;
     Bytes image;
 };
+
+// An image for that processor, as the list has it.
+[[nodiscard]] ListedImage listedImage(std::uint32_t cpuType, std::uint32_t cpuSubtype, std::uint64_t offset);
 
 // A universal file with the images where they say, zeros between them.
 [[nodiscard]] Bytes universalFile(const std::vector<ListedImage>& images, bool wide = false);

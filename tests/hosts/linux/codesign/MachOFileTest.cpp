@@ -15,7 +15,7 @@ namespace {
 
 using Testing::Image;
 using Testing::ImageKind;
-using Testing::ListedImage;
+using Testing::listedImage;
 using Testing::refusalOf;
 using Testing::universalFile;
 
@@ -202,8 +202,7 @@ protected:
     [[nodiscard]] static bool wide() { return GetParam(); }
 
     [[nodiscard]] static Bytes pair() {
-        return universalFile({{intel64, 3, 0x1000, Image().bytes}, {arm64, 0, 0x2000, Image().bytes}},
-                             wide());
+        return universalFile({listedImage(intel64, 3, 0x1000), listedImage(arm64, 0, 0x2000)}, wide());
     }
 
     // Where the fields of the second architecture in the list are.
@@ -216,9 +215,10 @@ protected:
 
 TEST_P(UniversalFileTest, hasItsSlicesInTheOrderOfTheFile) {
     Image other;
+    other.processor(intel64, 3);
     other.text(Image::infoPlist, "<other/>");
     const Bytes file =
-        universalFile({{arm64, 0, 0x2000, Image().bytes}, {intel64, 3, 0x1000, other.bytes}}, wide());
+        universalFile({listedImage(arm64, 0, 0x2000), {intel64, 3, 0x1000, other.bytes}}, wide());
     const auto slices = machOSlices(file);
     ASSERT_EQ(slices.size(), 2U);
     EXPECT_EQ(slices[0].architecture, "x86_64");
@@ -268,6 +268,53 @@ TEST_P(UniversalFileTest, aDamagedListIsRefused) {
     }
 }
 
+TEST_P(UniversalFileTest, anImageForAnotherProcessorThanItsListNamesIsRefused) {
+    const struct {
+        std::size_t offset;
+        std::uint32_t number;
+        const char* architecture;
+    } damages[] = {
+        {first, arm64, "arm64"},     {first, 7, "i386"},
+        {first, 99, "processor 99"}, {first, intel64 ^ 0x80000000, "processor 2164260871"},
+        {first + 4, 8, "x86_64h"},   {first + 4, 4, "x86_64"},
+        {second(), 12, "arm"},       {second() + 4, 2, "arm64e"},
+    };
+
+    for (const auto& [offset, number, architecture] : damages) {
+        Bytes file = pair();
+        Testing::put(file, offset, number, 4, true);
+        EXPECT_EQ(refusal(file),
+                  std::string(architecture) + ": is for another processor than the list names");
+    }
+    Bytes exchanged = pair();
+    Testing::put(exchanged, first + 8, 0x2000, number(), true);
+    Testing::put(exchanged, second() + 8, 0x1000, number(), true);
+    EXPECT_EQ(refusal(exchanged), "arm64: is for another processor than the list names");
+}
+
+TEST_P(UniversalFileTest, capabilitiesOfAProcessorMayBeNamedInOnePlaceOnly) {
+    for (const std::size_t field : {first + 4, second() + 4}) {
+        Bytes file = pair();
+        Testing::put(file, field, 0x80, 1, true);
+        EXPECT_EQ(refusal(file), "");
+    }
+}
+
+// What is not looked at: which architecture a Mac would call it, how the slice is aligned, what is reserved.
+TEST_P(UniversalFileTest, noByteOfTheListIsFreeButThoseWithoutMeaning) {
+    const Bytes whole = pair();
+    for (std::size_t offset = 0; offset < second() + (second() - first); ++offset) {
+        const std::size_t field = offset < first ? offset : (offset - first) % (second() - first);
+        const bool isCapability = offset >= first && field == 4;
+        const bool isBehindSize = offset >= first && field >= 8 + 2 * number();
+        for (unsigned bit = 0; bit < 8; ++bit) {
+            Bytes file = whole;
+            file[offset] ^= std::byte{1} << bit;
+            EXPECT_EQ(refusal(file) == "", isCapability || isBehindSize) << offset << ", bit " << bit;
+        }
+    }
+}
+
 TEST_P(UniversalFileTest, nothingFollowsTheLastArchitecture) {
     Bytes file = pair();
     file.push_back(std::byte{0});
@@ -297,7 +344,7 @@ TEST(MachOFileTest, architecturesHaveTheirNames) {
     };
 
     for (const auto& [type, subtype, name] : architectures) {
-        const Bytes file = universalFile({{type, subtype, 0x1000, Image().bytes}});
+        const Bytes file = universalFile({listedImage(type, subtype, 0x1000)});
         EXPECT_EQ(machOSlices(file).at(0).architecture, name);
     }
 }

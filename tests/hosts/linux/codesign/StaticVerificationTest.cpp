@@ -198,14 +198,15 @@ TEST_F(StaticVerificationTest, codeByItselfSealsTheInfoPlistInIt) {
 }
 
 TEST_F(StaticVerificationTest, everySliceMeetsTheRequirement) {
-    std::vector<Bytes> images;
-    for (const char* const identifier : {"test.first", "test.second"}) {
+    std::vector<Testing::ListedImage> images = {Testing::listedImage(0x01000007, 3, 0x4000),
+                                                Testing::listedImage(0x0100000C, 0, 0x8000)};
+    const auto sign = [](Bytes& image, const char* identifier) {
         Rehearsal::SignedCode code;
-        images.push_back(
-            Rehearsal::signedMachO(Testing::Image().bytes, nullptr, codeOptions(identifier), code));
-    }
-    writeBytes(directory / "code", Testing::universalFile({{0x01000007, 3, 0x4000, images.at(0)},
-                                                           {0x0100000C, 0, 0x8000, images.at(1)}}));
+        image = Rehearsal::signedMachO(image, nullptr, codeOptions(identifier), code);
+    };
+    sign(images.at(0).image, "test.first");
+    sign(images.at(1).image, "test.second");
+    writeBytes(directory / "code", Testing::universalFile(images));
     const auto refusalOf = [this](const char* requirement) {
         return staticRefusal(directory / "code", Requirement::compile(requirement));
     };

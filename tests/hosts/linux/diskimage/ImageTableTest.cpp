@@ -30,22 +30,33 @@ TEST(ImageTableTest, EntitiesComeWithAndWithoutMountPoints) {
 <!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
 <plist version="1.0">
 <dict>
-<key>system-entities</key><array>
-<dict>
-<key>content-hint</key><string>scheme</string>
-<key>dev-entry</key><string>/dev/disk4</string>
-<key>potentially-mountable</key><false/>
-<key>unmapped-content-hint</key><string>other</string>
-</dict>
-<dict>
-<key>content-hint</key><string>Apple_HFS</string>
-<key>dev-entry</key><string>/dev/disk4s1</string>
-<key>mount-point</key><string>/Volumes/A &amp; B</string>
-<key>potentially-mountable</key><true/>
-<key>unmapped-content-hint</key><string>&lt;type&gt;</string>
-<key>volume-kind</key><string>hfs</string>
-</dict>
-</array>
+	<key>system-entities</key>
+	<array>
+		<dict>
+			<key>content-hint</key>
+			<string>scheme</string>
+			<key>dev-entry</key>
+			<string>/dev/disk4</string>
+			<key>potentially-mountable</key>
+			<false/>
+			<key>unmapped-content-hint</key>
+			<string>other</string>
+		</dict>
+		<dict>
+			<key>content-hint</key>
+			<string>Apple_HFS</string>
+			<key>dev-entry</key>
+			<string>/dev/disk4s1</string>
+			<key>mount-point</key>
+			<string>/Volumes/A &amp; B</string>
+			<key>potentially-mountable</key>
+			<true/>
+			<key>unmapped-content-hint</key>
+			<string>&lt;type&gt;</string>
+			<key>volume-kind</key>
+			<string>hfs</string>
+		</dict>
+	</array>
 </dict>
 </plist>
 )");

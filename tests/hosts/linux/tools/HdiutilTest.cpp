@@ -67,17 +67,24 @@ TEST_F(HdiutilTest, AttachShowsTheVolumeAndPrintsItsTable) {
     EXPECT_EQ(end.status, 0);
     EXPECT_EQ(end.errors, "");
     EXPECT_EQ(end.output, documentHead + std::string(R"(<dict>
-<key>system-entities</key><array>
-<dict>
-<key>content-hint</key><string>Apple_HFS</string>
-<key>dev-entry</key><string>/dev/disk4</string>
-<key>mount-point</key><string>)") +
+	<key>system-entities</key>
+	<array>
+		<dict>
+			<key>content-hint</key>
+			<string>Apple_HFS</string>
+			<key>dev-entry</key>
+			<string>/dev/disk4</string>
+			<key>mount-point</key>
+			<string>)") +
                               (volumes_ / "Kavio").string() + R"(</string>
-<key>potentially-mountable</key><true/>
-<key>unmapped-content-hint</key><string>Apple_HFS</string>
-<key>volume-kind</key><string>hfs</string>
-</dict>
-</array>
+			<key>potentially-mountable</key>
+			<true/>
+			<key>unmapped-content-hint</key>
+			<string>Apple_HFS</string>
+			<key>volume-kind</key>
+			<string>hfs</string>
+		</dict>
+	</array>
 </dict>
 </plist>
 )");
@@ -90,9 +97,11 @@ TEST_F(HdiutilTest, AttachShowsTheVolumeAndPrintsItsTable) {
 
 TEST_F(HdiutilTest, InfoListsWhatIsAttached) {
     const std::string nothing = documentHead + std::string(R"(<dict>
-<key>framework</key><string>1</string>
-<key>images</key><array>
-</array>
+	<key>framework</key>
+	<string>1</string>
+	<key>images</key>
+	<array>
+	</array>
 </dict>
 </plist>
 )");
@@ -106,7 +115,7 @@ TEST_F(HdiutilTest, InfoListsWhatIsAttached) {
     EXPECT_NE(end.output.find("<string>" + (directory_ / "a &amp; b.dmg").string() + "</string>"),
               std::string::npos);
     EXPECT_NE(end.output.find("/&lt;second&gt;.dmg</string>"), std::string::npos);
-    EXPECT_NE(end.output.find("<key>writeable</key><false/>"), std::string::npos);
+    EXPECT_NE(end.output.find("<key>writeable</key>\n\t\t\t<false/>"), std::string::npos);
     EXPECT_EQ(detach(first).status, 0);
     EXPECT_EQ(mountPointsIn(run({"info", "-plist"}).output), Names{second});
     EXPECT_EQ(detach(second).status, 0);

@@ -1,0 +1,17 @@
+# kavio_pinned_packages(VARIABLE NAME PINS): where scripts/install-pinned puts the npm packages that the folder PINS
+# names: a directory for exactly these versions, outside the tree, which all builds share.
+function(kavio_pinned_packages variable name pins)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${pins}/package-lock.json")
+  file(SHA256 "${pins}/package-lock.json" hash)
+  string(SUBSTRING "${hash}" 0 16 hash)
+  if(DEFINED ENV{KAVIO_CACHE})
+    set(cache "$ENV{KAVIO_CACHE}")
+  elseif(DEFINED ENV{XDG_CACHE_HOME})
+    set(cache "$ENV{XDG_CACHE_HOME}")
+  elseif(DEFINED ENV{HOME})
+    set(cache "$ENV{HOME}/.cache")
+  else()
+    set(cache "${CMAKE_BINARY_DIR}")
+  endif()
+  set(${variable} "${cache}/kavio-installer/${name}/${hash}" PARENT_SCOPE)
+endfunction()

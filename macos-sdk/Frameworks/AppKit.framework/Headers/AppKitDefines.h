@@ -1,0 +1,5 @@
+#pragma once
+
+#include <Foundation/NSObjCRuntime.h>
+
+#define APPKIT_EXTERN FOUNDATION_EXPORT

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <AppKit/NSAccessibilityConstants.h>
+#include <AppKit/NSAccessibilityProtocols.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+APPKIT_EXTERN void NSAccessibilityPostNotification(id element, NSAccessibilityNotificationName notification)
+    API_AVAILABLE(macos(10.0));
+
+NS_ASSUME_NONNULL_END

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <AppKit/NSApplication.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+API_AVAILABLE(macos(10.3))
+@interface NSAlert : NSObject
+@property(copy) NSString* messageText;
+- (NSModalResponse)runModal;
+@end
+
+NS_ASSUME_NONNULL_END

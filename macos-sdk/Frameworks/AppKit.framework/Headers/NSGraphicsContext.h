@@ -1,0 +1,10 @@
+#pragma once
+
+#include <AppKit/AppKitDefines.h>
+#include <Foundation/Foundation.h>
+
+API_AVAILABLE(macos(10.0))
+@interface NSGraphicsContext : NSObject
++ (void)saveGraphicsState;
++ (void)restoreGraphicsState;
+@end

@@ -1,0 +1,5 @@
+#pragma once
+
+#include <Foundation/NSString.h>
+
+typedef NSString* NSAttributedStringKey;

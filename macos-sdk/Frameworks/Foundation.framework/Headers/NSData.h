@@ -1,0 +1,16 @@
+#pragma once
+
+#include <Foundation/NSObject.h>
+#include <Foundation/NSRange.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+API_AVAILABLE(macos(10.0))
+@interface NSData : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
+@property(readonly) NSUInteger length;
+- (void)enumerateByteRangesUsingBlock:(void(NS_NOESCAPE ^)(const void* bytes, NSRange byteRange, BOOL* stop))
+                                          block API_AVAILABLE(macos(10.9));
+- (instancetype)initWithBytesNoCopy:(void*)bytes length:(NSUInteger)length freeWhenDone:(BOOL)freeWhenDone;
+@end
+
+NS_ASSUME_NONNULL_END

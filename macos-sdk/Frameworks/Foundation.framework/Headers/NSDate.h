@@ -1,0 +1,5 @@
+#pragma once
+
+#include <Foundation/NSObject.h>
+
+typedef double NSTimeInterval;

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <Foundation/NSObjCRuntime.h>
+#include <objc/NSObject.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+typedef struct _NSZone NSZone;
+
+@class NSCoder;
+
+@protocol NSCopying
+- (id)copyWithZone:(nullable NSZone*)zone;
+@end
+
+@protocol NSMutableCopying
+- (id)mutableCopyWithZone:(nullable NSZone*)zone;
+@end
+
+@protocol NSCoding
+- (void)encodeWithCoder:(NSCoder*)coder;
+- (nullable instancetype)initWithCoder:(NSCoder*)coder;
+@end
+
+@protocol NSSecureCoding <NSCoding>
+@property(class, readonly) BOOL supportsSecureCoding;
+@end
+
+NS_ASSUME_NONNULL_END

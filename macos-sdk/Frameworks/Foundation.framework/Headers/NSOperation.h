@@ -1,0 +1,12 @@
+#pragma once
+
+#include <Foundation/NSObject.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+API_AVAILABLE(macos(10.5))
+@interface NSOperationQueue : NSObject
+@property NSInteger maxConcurrentOperationCount;
+@end
+
+NS_ASSUME_NONNULL_END

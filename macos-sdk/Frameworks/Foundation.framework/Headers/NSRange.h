@@ -1,0 +1,8 @@
+#pragma once
+
+#include <Foundation/NSObjCRuntime.h>
+
+typedef struct _NSRange {
+    NSUInteger location;
+    NSUInteger length;
+} NSRange;

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <CoreFoundation/CFCGTypes.h>
+#include <Foundation/Foundation.h>
+
+typedef double CFTimeInterval;

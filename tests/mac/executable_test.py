@@ -1,0 +1,96 @@
+"""The executable as a Mac's loader and its users would see it."""
+import pathlib
+import re
+import subprocess
+import unittest
+
+import built
+import embed_configuration
+import linkage
+
+
+class ExecutableTest(unittest.TestCase):
+    def test_it_is_for_both_architectures(self):
+        self.assertEqual(built.architectures(built.EXECUTABLE), set(built.ARCHITECTURES))
+
+    def test_each_slice_is_a_program_for_macos_12(self):
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                headers = built.headers(built.EXECUTABLE, architecture)
+                self.assertRegex(headers, r" EXECUTE .* PIE\b")
+                self.assertIn("LC_MAIN", headers)
+                self.assertRegex(headers, r"platform macos\s")
+                self.assertRegex(headers, r"minos 12\.0\s")
+
+    def test_it_needs_libraries_of_the_system_only(self):
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                needed = linkage.libraries(built.EXECUTABLE, architecture)
+                self.assertIn("/usr/lib/libSystem.B.dylib", needed)
+                for library in needed:
+                    self.assertRegex(library, linkage.OF_THE_SYSTEM)
+
+    def test_every_name_that_it_asks_for_is_in_the_stub_of_the_library_that_it_asks(self):
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                self.assertEqual(linkage.faults(built.EXECUTABLE, architecture), [])
+
+    def test_no_symbol_is_left_but_those_that_a_loader_could_ask_for(self):
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                listed = built.output("llvm-nm-19", f"--arch={architecture}", "--defined-only", "-m", built.EXECUTABLE)
+                self.assertTrue("__mh_execute_header" in listed)
+                self.assertEqual([line for line in listed.splitlines() if " non-external " in line], [])
+
+    def test_no_path_of_the_machine_that_built_it_is_in_it(self):
+        content = built.EXECUTABLE.read_bytes()
+        paths = {built.ROOT, built.BUILDS, built.TOOLCHAIN, pathlib.Path.home()} - {pathlib.Path("/")}
+        for path in paths:
+            self.assertNotIn(str(path).encode(), content)
+        self.assertEqual(re.findall(rb"/(?:home|build|tmp)/[\w./-]+\.(?:cpp|mm|h|o|a)\b", content), [])
+
+    def test_the_configuration_is_in_it(self):
+        product = embed_configuration.read_product(built.PRODUCT.read_text(encoding="utf-8"))
+        identifier = (product["bundleID"] + ".installer").encode()
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                self.assertIn(identifier, linkage.slice_of(built.EXECUTABLE, architecture))
+
+    def test_nothing_of_the_rehearsal_is_in_it(self):
+        """Before they were stripped, the executables had every symbol."""
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                executable = built.BUILDS / f"mac-{architecture}/hosts/macos" / built.NAME
+                symbols = built.output("llvm-nm-19", "--defined-only", executable)
+                self.assertTrue("InstallerCore" in symbols)
+                self.assertFalse("Rehearsal" in symbols)
+                self.assertFalse("KavioKit" in symbols)
+
+
+class LinkageTest(built.TestInDirectory):
+    """That the checks above find what they look for."""
+
+    STUB = """--- !tapi-tbd
+tbd-version: 4
+targets: [ arm64-macos ]
+install-name: '/opt/lib/libother.dylib'
+exports:
+  - targets: [ arm64-macos ]
+    symbols: [ _other ]
+...
+"""
+
+    def test_a_name_that_no_stub_of_the_system_has_is_found(self):
+        (self.place / "libother.tbd").write_text(self.STUB)
+        (self.place / "main.c").write_text("void other(void);\nint main(void) { other(); return 0; }\n")
+        subprocess.run(["clang-19", "-target", "arm64-apple-macos12", "-c", "main.c"], cwd=self.place, check=True)
+        subprocess.run(["ld64.lld-19", "-arch", "arm64", "-platform_version", "macos", "12.0", "14.0", "main.o",
+                        "-fixup_chains", "libother.tbd", "-o", "main"], cwd=self.place, check=True)
+        executable = self.place / "main"
+        self.assertEqual(linkage.libraries(executable, "arm64"), ["/opt/lib/libother.dylib"])
+        self.assertNotRegex("/opt/lib/libother.dylib", linkage.OF_THE_SYSTEM)
+        self.assertEqual(linkage.faults(executable, "arm64"), ["_other: libother has no stub"])
+
+
+if __name__ == "__main__":
+    unittest.main()

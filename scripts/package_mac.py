@@ -11,6 +11,7 @@ import subprocess
 import tempfile
 
 import embed_configuration
+import mach_o_symbols
 
 NAME = "Kavio Installer"
 ICON = "Installer.icns"
@@ -38,6 +39,7 @@ class LinuxTools:
         self.identity = identity
 
     def strip(self, executable):
+        executable.write_bytes(mach_o_symbols.local_entries_marked(executable.read_bytes()))
         run("llvm-strip-19", "-x", executable)
 
     def join(self, slices, executable):

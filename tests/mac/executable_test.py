@@ -1,12 +1,15 @@
 """The executable as a Mac's loader and its users would see it."""
 import pathlib
 import re
+import shutil
 import subprocess
+import tempfile
 import unittest
 
 import built
 import embed_configuration
 import linkage
+import package_mac
 
 
 class ExecutableTest(unittest.TestCase):
@@ -41,6 +44,27 @@ class ExecutableTest(unittest.TestCase):
                 listed = built.output("llvm-nm-19", f"--arch={architecture}", "--defined-only", "-m", built.EXECUTABLE)
                 self.assertTrue("__mh_execute_header" in listed)
                 self.assertEqual([line for line in listed.splitlines() if " non-external " in line], [])
+
+    def test_every_pointer_and_stub_leads_to_a_symbol_or_is_said_to_be_local(self):
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture):
+                table = built.output("llvm-objdump-19", "--macho", "--indirect-symbols", f"--arch={architecture}",
+                                     built.EXECUTABLE)
+                targets = re.findall(r"^0x[0-9a-f]+ +(.*)$", table, re.MULTILINE)
+                self.assertGreater(len(targets), 100)
+                self.assertEqual([target for target in targets if target.endswith("?")], [])
+
+    def test_stripping_it_again_gives_the_same_bytes(self):
+        tools = package_mac.LinuxTools(built.TOOLS, None)
+        for architecture in built.ARCHITECTURES:
+            with self.subTest(architecture), tempfile.TemporaryDirectory() as place:
+                copy = pathlib.Path(place) / "slice"  # an ad-hoc signature has the file's name
+                stripped = set()
+                for _ in range(4):
+                    shutil.copy(built.BUILDS / f"mac-{architecture}/hosts/macos" / built.NAME, copy)
+                    tools.strip(copy)
+                    stripped.add(copy.read_bytes())
+                self.assertEqual(len(stripped), 1)
 
     def test_no_path_of_the_machine_that_built_it_is_in_it(self):
         content = built.EXECUTABLE.read_bytes()

@@ -40,7 +40,7 @@ MappedFile::MappedFile(Descriptor file, const struct stat& status) : file_(std::
 }
 
 void MappedFile::copy(std::size_t size) {
-    copy_ = std::make_unique_for_overwrite<std::byte[]>(size);
+    copy_ = std::make_unique_for_overwrite<std::byte[]>(size); // NOLINT(modernize-avoid-c-arrays)
     std::size_t filled = 0;
     while (filled < size) {
         const ssize_t count =

@@ -46,7 +46,8 @@ private:
 
     Descriptor file_;
     struct stat status_;
-    std::unique_ptr<std::byte[]> copy_; // of a small file
+    // Of a small file; not a vector, which would be made zero first.
+    std::unique_ptr<std::byte[]> copy_; // NOLINT(modernize-avoid-c-arrays)
     ByteView bytes_;
     std::unique_ptr<MappingFaults> faults_; // of a mapping; none: there is none
 };

@@ -34,8 +34,10 @@ class Desktop:
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
             QT_QPA_PLATFORM="xcb",
         )
+        # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
         self.server, number = self.start_and_read(
-            "Xvfb", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-displayfd", at_our_death="TERM")
+            "Xvfb", f":{100 + os.getpid()}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-displayfd",
+            at_our_death="TERM")
         os.environ["DISPLAY"] = ":" + number
         _, os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.start_and_read(
             "dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address")

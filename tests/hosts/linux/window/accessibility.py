@@ -118,8 +118,9 @@ def run_on_private_display():
 
 def start_server():
     end, number = os.pipe()
+    # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
     server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(number), "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
+        ["Xvfb", f":{100 + os.getpid()}", "-displayfd", str(number), "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
         pass_fds=[number], stderr=subprocess.DEVNULL)
     os.close(number)
     with os.fdopen(end) as answer:

@@ -110,8 +110,9 @@ class SessionEndTest(unittest.TestCase):
     def setUp(self):
         self.manager.heard.clear()
         reading, writing = os.pipe()
-        display = start("Xvfb", "-displayfd", str(writing), "-nolisten", "tcp", pass_fds=[writing],
-                        stderr=subprocess.DEVNULL)
+        # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
+        display = start("Xvfb", f":{100 + os.getpid()}", "-displayfd", str(writing), "-nolisten", "tcp",
+                        pass_fds=[writing], stderr=subprocess.DEVNULL)
         os.close(writing)
         self.addCleanup(display.wait)
         self.addCleanup(display.terminate)

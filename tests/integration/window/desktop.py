@@ -4,6 +4,7 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 import tempfile
 
 from Xlib import X, XK, Xatom, display, error
@@ -11,6 +12,9 @@ from Xlib.ext import xtest
 from Xlib.protocol import event
 
 import processes
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[2] / "support"))
+import virtual_display
 
 
 class Desktop:
@@ -34,10 +38,7 @@ class Desktop:
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
             QT_QPA_PLATFORM="xcb",
         )
-        # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
-        self.server, number = self.start_and_read(
-            "Xvfb", f":{100 + os.getpid()}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-displayfd",
-            at_our_death="TERM")
+        self.server, number = self.start_and_read(*virtual_display.COMMAND, at_our_death="TERM")
         os.environ["DISPLAY"] = ":" + number
         _, os.environ["DBUS_SESSION_BUS_ADDRESS"] = self.start_and_read(
             "dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address")

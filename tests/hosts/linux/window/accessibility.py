@@ -4,10 +4,14 @@ Usage: accessibility.py SHOW_WINDOW
 """
 
 import os
+import pathlib
 import subprocess
 import sys
 import time
 import unittest
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[3] / "support"))
+import virtual_display
 
 WAIT_SECONDS = 60
 SHOW_WINDOW = ""
@@ -104,9 +108,9 @@ class AccessibilityTest(unittest.TestCase):
 
 def run_on_private_display():
     """This script once more, on a session bus and an X server that end with it."""
-    server, display = start_server()
+    server, display = virtual_display.start()
     try:
-        environment = dict(os.environ, DISPLAY=":" + display, KAVIO_PRIVATE_DISPLAY="1")
+        environment = dict(os.environ, DISPLAY=display, KAVIO_PRIVATE_DISPLAY="1")
         for name in ("AT_SPI_BUS_ADDRESS", "DBUS_SESSION_BUS_ADDRESS", "WAYLAND_DISPLAY"):
             environment.pop(name, None)
         command = ["dbus-run-session", "--", sys.executable, "-B"] + sys.argv
@@ -114,17 +118,6 @@ def run_on_private_display():
     finally:
         server.terminate()
         server.wait()
-
-
-def start_server():
-    end, number = os.pipe()
-    # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
-    server = subprocess.Popen(
-        ["Xvfb", f":{100 + os.getpid()}", "-displayfd", str(number), "-screen", "0", "1280x800x24", "-nolisten", "tcp"],
-        pass_fds=[number], stderr=subprocess.DEVNULL)
-    os.close(number)
-    with os.fdopen(end) as answer:
-        return server, answer.readline().strip()
 
 
 if __name__ == "__main__":

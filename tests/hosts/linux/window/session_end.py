@@ -5,11 +5,15 @@ Usage: session_end.py QUIT_REQUESTS_PROGRAM
 
 import ctypes
 import os
+import pathlib
 import select
 import subprocess
 import sys
 import tempfile
 import unittest
+
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[3] / "support"))
+import virtual_display
 
 WAIT_SECONDS = 60
 PROGRAM = sys.argv[1]
@@ -109,15 +113,9 @@ class SessionEndTest(unittest.TestCase):
 
     def setUp(self):
         self.manager.heard.clear()
-        reading, writing = os.pipe()
-        # A display of our own: a server that ends can take the socket with it that a newer one made of its number.
-        display = start("Xvfb", f":{100 + os.getpid()}", "-displayfd", str(writing), "-nolisten", "tcp",
-                        pass_fds=[writing], stderr=subprocess.DEVNULL)
-        os.close(writing)
+        display, self.display = virtual_display.start()
         self.addCleanup(display.wait)
         self.addCleanup(display.terminate)
-        with os.fdopen(reading) as stream:
-            self.display = ":" + stream.readline().strip()
 
     def start(self, answers):
         environment = {**os.environ, "DISPLAY": self.display, "QT_QPA_PLATFORM": "xcb",

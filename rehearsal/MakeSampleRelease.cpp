@@ -1,14 +1,10 @@
 // Makes a release of the sample application, for serve-release --feed to serve.
-#include "InstallerCore/config/BuildConfig.h"
-#include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
-#include "rehearsal/CommandLine.h"
+#include "rehearsal/RehearsalProgram.h"
 #include "rehearsal/SampleRelease.h"
 #include "rehearsal/SampleSignature.h"
 
-#include <exception>
 #include <filesystem>
-#include <iostream>
 #include <stdexcept>
 #include <string>
 
@@ -51,8 +47,7 @@ SampleSigner signerNamed(const std::string& name) {
     throw std::runtime_error("nobody is called " + name);
 }
 
-int make(Config config, const CommandLine& line) {
-    config.bundleID = line.option("--bundle-identifier", config.bundleID);
+int make(const Config& config, const CommandLine& line) {
     const std::filesystem::path directory = line.operands[0];
     std::filesystem::create_directories(directory);
     const LinuxHost host(directory); // nobody's home, and none is needed
@@ -72,21 +67,10 @@ int make(Config config, const CommandLine& line) {
 } // namespace InstallerCore::Rehearsal
 
 int main(int count, char** arguments) {
-    using namespace InstallerCore;
     using namespace InstallerCore::Rehearsal;
-    try {
-        const CommandLine line =
-            CommandLine::read(count, arguments,
-                              {"--version", "--bundle-identifier", "--minimum-system", "--executables",
-                               "--for-linux", "--payload", "--signed-by"});
-        if (line.operands.size() != 1) {
-            std::cerr << usage;
-            return 2;
-        }
-        return runWithConfiguration(BuildConfig::json(), std::cerr,
-                                    [&](const Config& config) { return make(config, line); });
-    } catch (const std::exception& error) {
-        std::cerr << "make-sample-release: " << error.what() << '\n';
-        return 1;
-    }
+    return runProgram({.name = "make-sample-release",
+                       .usage = usage,
+                       .options = {"--version", "--bundle-identifier", "--minimum-system", "--executables",
+                                   "--for-linux", "--payload", "--signed-by"}},
+                      count, arguments, make);
 }

@@ -3,18 +3,14 @@
 //                                      [--architecture arm64|x64] [--bundle-identifier ID]
 // The configuration is the one inside the program, unless a file is named; version and architecture are of
 // the Mac that this machine stands for, the identifier is the application's, where serve-release has it too.
-#include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
 #include "hosts/linux/window/RunInstaller.h"
-#include "rehearsal/CommandLine.h"
 #include "rehearsal/LoopbackHttp.h"
-#include "rehearsal/RehearsalConfiguration.h"
+#include "rehearsal/RehearsalProgram.h"
 #include "rehearsal/RehearsalRoot.h"
 #include "rehearsal/RehearsedSystem.h"
 
-#include <exception>
 #include <fstream>
-#include <iostream>
 #include <stdexcept>
 
 namespace InstallerCore::Rehearsal {
@@ -30,8 +26,7 @@ std::uint16_t portIn(const std::filesystem::path& file) {
     return port;
 }
 
-[[noreturn]] void rehearse(int count, char** arguments, Config config, const CommandLine& line) {
-    config.bundleID = line.option("--bundle-identifier", config.bundleID);
+[[noreturn]] void rehearse(int count, char** arguments, const Config& config, const CommandLine& line) {
     const auto directory = std::filesystem::absolute(line.operands[0]);
     const RehearsalRoot root(directory / "root");
     const LinuxHost machine(root.home(), KAVIO_RESOURCES);
@@ -52,21 +47,12 @@ std::uint16_t portIn(const std::filesystem::path& file) {
 int main(int count, char** arguments) {
     using namespace InstallerCore;
     using namespace InstallerCore::Rehearsal;
-    try {
-        const CommandLine line = CommandLine::read(
-            count, arguments,
-            {"--configuration", "--system-version", "--architecture", "--bundle-identifier"});
-        if (line.operands.size() != 1) {
-            std::cerr
-                << "usage: rehearse-installer DIRECTORY [--configuration FILE] [--system-version X.Y.Z] "
-                   "[--architecture arm64|x64] [--bundle-identifier ID]\n";
-            return 2;
-        }
-        return runWithConfiguration(
-            rehearsedConfiguration(line.option("--configuration")), std::cerr,
-            [&](const Config& config) -> int { rehearse(count, arguments, config, line); });
-    } catch (const std::exception& error) {
-        std::cerr << "rehearse-installer: " << error.what() << '\n';
-        return 1;
-    }
+    return runProgram(
+        {.name = "rehearse-installer",
+         .usage = "usage: rehearse-installer DIRECTORY [--configuration FILE] [--system-version X.Y.Z] "
+                  "[--architecture arm64|x64] [--bundle-identifier ID]\n",
+         .options = {"--configuration", "--system-version", "--architecture", "--bundle-identifier"}},
+        count, arguments, [&](const Config& config, const CommandLine& line) -> int {
+            rehearse(count, arguments, config, line);
+        });
 }

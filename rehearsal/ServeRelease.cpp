@@ -8,16 +8,13 @@
 // configuration says, so that rehearsals beside each other are not held up by each other's, and a version of
 // it may be installed already. In the directory: root/ (the machine), release/, authority.pem and port, which
 // is there once the server answers.
-#include "KavioInstaller/EntryPoint.h"
 #include "hosts/linux/LinuxHost.h"
-#include "rehearsal/CommandLine.h"
-#include "rehearsal/RehearsalConfiguration.h"
+#include "rehearsal/RehearsalProgram.h"
 #include "rehearsal/RehearsalRoot.h"
 #include "rehearsal/ReleaseServer.h"
 #include "rehearsal/SampleRelease.h"
 #include "rehearsal/SampleSignature.h"
 
-#include <exception>
 #include <fstream>
 #include <iostream>
 #include <limits>
@@ -72,16 +69,14 @@ void installApplication(const Config& config, const std::string& installed, cons
     signSampleApplication(bundle);
 }
 
-std::uint16_t portNumber(const std::string& text) {
-    const unsigned long number = std::stoul(text);
+std::uint16_t portNumber(std::uint64_t number) {
     if (number > std::numeric_limits<std::uint16_t>::max()) {
-        throw std::runtime_error("there is no port " + text);
+        throw std::runtime_error("there is no port " + std::to_string(number));
     }
     return static_cast<std::uint16_t>(number);
 }
 
-int serve(Config config, const CommandLine& line) {
-    config.bundleID = line.option("--bundle-identifier", config.bundleID);
+int serve(const Config& config, const CommandLine& line) {
     const auto directory = std::filesystem::absolute(line.operands[0]);
     const RehearsalRoot root(directory / "root");
     root.install();
@@ -101,7 +96,7 @@ int serve(Config config, const CommandLine& line) {
                          .http2 = true,
                          .locations = limits(line.operands.size() > 1 ? line.operands[1] : "",
                                              line.number("--crawl-after", 0)),
-                         .port = portNumber(line.option("--port", "0"))});
+                         .port = portNumber(line.number("--port", 0))});
     std::ofstream(directory / "port.new") << nginx.port() << '\n';
     std::filesystem::rename(directory / "port.new", directory / "port");
     while (std::cin.get() != std::char_traits<char>::eof()) {
@@ -117,22 +112,13 @@ int serve(Config config, const CommandLine& line) {
 } // namespace InstallerCore::Rehearsal
 
 int main(int count, char** arguments) {
-    using namespace InstallerCore;
     using namespace InstallerCore::Rehearsal;
-    try {
-        const CommandLine line = CommandLine::read(
-            count, arguments,
-            {"--feed", "--configuration", "--port", "--bundle-identifier", "--installed", "--crawl-after"});
-        if (line.operands.empty() || line.operands.size() > 2) {
-            std::cerr << "usage: serve-release DIRECTORY [BYTES-PER-SECOND] [--feed DIRECTORY] "
-                         "[--configuration FILE] [--port PORT] [--bundle-identifier ID] "
-                         "[--installed VERSION] [--crawl-after BYTES]\n";
-            return 2;
-        }
-        return runWithConfiguration(rehearsedConfiguration(line.option("--configuration")), std::cerr,
-                                    [&](const Config& config) { return serve(config, line); });
-    } catch (const std::exception& error) {
-        std::cerr << "serve-release: " << error.what() << '\n';
-        return 1;
-    }
+    return runProgram({.name = "serve-release",
+                       .usage = "usage: serve-release DIRECTORY [BYTES-PER-SECOND] [--feed DIRECTORY] "
+                                "[--configuration FILE] [--port PORT] [--bundle-identifier ID] "
+                                "[--installed VERSION] [--crawl-after BYTES]\n",
+                       .options = {"--feed", "--configuration", "--port", "--bundle-identifier",
+                                   "--installed", "--crawl-after"},
+                       .mostOperands = 2},
+                      count, arguments, serve);
 }

@@ -41,8 +41,8 @@ VirtualDisplay::VirtualDisplay() {
         fail("there is no pipe");
     }
     const std::string screen = std::to_string(width) + "x" + std::to_string(height) + "x24";
-    process_ = startProgram(
-        {"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", screen, "-nolisten", "tcp"});
+    process_ = startProgram({"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", screen,
+                             "-nolisten", "tcp", "-noreset"});
     ::close(ends[1]);
     const std::string number = readLine(ends[0]);
     ::close(ends[0]);

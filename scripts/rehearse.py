@@ -45,7 +45,7 @@ def display():
         yield os.environ, True
         return
     reading, writing = os.pipe()
-    server = start("Xvfb", "-displayfd", writing, "-screen", "0", "1000x720x24", "-nolisten", "tcp",
+    server = start("Xvfb", "-displayfd", writing, "-screen", "0", "1000x720x24", "-nolisten", "tcp", "-noreset",
                    pass_fds=[writing], stderr=subprocess.DEVNULL)
     os.close(writing)
     try:

@@ -68,7 +68,8 @@ open_display() {
     echo "yours: $DISPLAY"
     return
   fi
-  start Xvfb -displayfd 5 -screen 0 1000x720x24 -nolisten tcp 5>"$out/display" 2>/dev/null
+  # Without a reset, which refuses whoever connects at the moment when the last client has left.
+  start Xvfb -displayfd 5 -screen 0 1000x720x24 -nolisten tcp -noreset 5>"$out/display" 2>/dev/null
   wait_for 20 test -s "$out/display"
   DISPLAY=:$(<"$out/display")
   export DISPLAY

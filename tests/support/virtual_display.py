@@ -4,7 +4,9 @@ import os
 import subprocess
 
 # A number of our own: a server that ends can take the socket with it that a newer one made of its number.
-COMMAND = ["Xvfb", f":{100 + os.getpid()}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-displayfd"]
+# No reset: a server that starts anew when its last client leaves refuses whoever connects at that moment.
+COMMAND = ["Xvfb", f":{100 + os.getpid()}", "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset",
+           "-displayfd"]
 
 
 def start():

@@ -18,7 +18,7 @@ using namespace InstallerCore;
 
 namespace {
 
-constexpr const char* host = "dist.test";
+constexpr const char* hostName = "dist.test";
 
 void writeRandomFile(const std::filesystem::path& file, int mebibytes) {
     std::mt19937_64 random(1); // NOLINT(cert-msc51-cpp): the same content every time
@@ -38,7 +38,7 @@ public:
         : http2_(http2),
           server_({.directory = made("server"),
                    .documentRoot = made("release"),
-                   .certificate = authority_.issue({host}),
+                   .certificate = authority_.issue({hostName}),
                    .http2 = http2,
                    .locations = ""}) {
         Rehearsal::writePrivateFile(directory_ / "authority.pem", authority_.certificate());
@@ -69,14 +69,14 @@ private:
     }
 
     [[nodiscard]] std::string address(const std::string& name) const {
-        return std::string("https://") + host + "/" + name;
+        return std::string("https://") + hostName + "/" + name;
     }
 
     void download(const std::string& name, const std::filesystem::path& target) const {
-        Rehearsal::LoopbackHttp http({host}, server_.port(), directory_ / "authority.pem");
+        Rehearsal::LoopbackHttp http({hostName}, server_.port(), directory_ / "authority.pem");
         const LinuxHost host(directory_.path());
         const Platform platform = Rehearsal::over(http, host.platform());
-        const Config config{.allowedHosts = {host}};
+        const Config config{.allowedHosts = {hostName}};
         const auto size = std::filesystem::file_size(directory_ / "release" / name);
         Transfer transfer({.config = config,
                            .file = target,
@@ -95,7 +95,7 @@ private:
     [[nodiscard]] Bench::Usage curls(const std::string& name) const {
         const auto target = directory_ / "curls.dmg";
         std::filesystem::remove(target);
-        const std::string route = std::string(host) + ":443:127.0.0.1:" + std::to_string(server_.port());
+        const std::string route = std::string(hostName) + ":443:127.0.0.1:" + std::to_string(server_.port());
         // The shell's children count with it, so one measurement covers both commands.
         const std::string command = "curl --silent --noproxy '*' --connect-to '" + route + "' --cacert '" +
                                     (directory_ / "authority.pem").string() + "' -o '" + target.string() +

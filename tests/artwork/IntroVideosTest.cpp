@@ -4,11 +4,10 @@
 #include "hosts/linux/window/LaidOutText.h"
 #include "hosts/linux/window/QtValues.h"
 #include "hosts/linux/window/VideoDecoder.h"
+#include "tests/support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -18,20 +17,6 @@ namespace {
 
 constexpr int frameCount = IntroAnimation::frameCount;
 constexpr int framesPerSecond = IntroAnimation::framesPerSecond;
-
-std::string outputOf(const std::string& command) {
-    struct Close {
-        void operator()(std::FILE* stream) const { pclose(stream); }
-    };
-
-    const std::unique_ptr<std::FILE, Close> stream(popen(command.c_str(), "r"));
-    std::string result;
-    std::array<char, 256> piece{};
-    while (stream && std::fgets(piece.data(), piece.size(), stream.get()) != nullptr) {
-        result += piece.data();
-    }
-    return result;
-}
 
 // Of a channel of a pixel, 0 to 255, in the mean.
 double difference(const QImage& one, const QImage& other) {
@@ -59,11 +44,11 @@ protected:
 };
 
 TEST_P(IntroVideosTest, IsSilentH264OfTheIntrosSize) {
-    EXPECT_EQ(
-        outputOf(KAVIO_FFPROBE
-                 " -v error -show_entries stream=codec_type,codec_name,width,height,pix_fmt -of csv=p=0 " +
-                 file().string()),
-        "h264,video,780,480,yuv420p\n"); // the only stream
+    EXPECT_EQ(Testing::outputOf(
+                  KAVIO_FFPROBE
+                  " -v error -show_entries stream=codec_type,codec_name,width,height,pix_fmt -of csv=p=0 " +
+                  file().string()),
+              "h264,video,780,480,yuv420p\n"); // the only stream
 }
 
 TEST_P(IntroVideosTest, IsSmall) {

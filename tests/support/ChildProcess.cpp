@@ -34,6 +34,20 @@ int waitFor(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+std::string outputOf(const std::string& command) {
+    std::FILE* const stream = ::popen(command.c_str(), "r");
+    if (stream == nullptr) {
+        throw std::runtime_error("cannot run " + command);
+    }
+    std::string result;
+    std::array<char, 4096> piece{};
+    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), stream)) {
+        result.append(piece.data(), count);
+    }
+    EXPECT_EQ(::pclose(stream), 0) << command;
+    return result;
+}
+
 void runInChild(const std::function<void()>& call) {
     constexpr int skipped = 77;
     std::fflush(nullptr);

@@ -13,6 +13,9 @@ namespace InstallerCore::Testing {
 // Waits for the child to end. Its exit status; for one that a signal ended, the signal as a negative number.
 int waitFor(pid_t child);
 
+// What a command of the shell writes to its standard output; fails the test when the command fails.
+std::string outputOf(const std::string& command);
+
 // Runs the call in a child: what it changes for a whole process (mask, user, limits, mounts) ends with it.
 // What fails or is skipped there fails or is skipped here.
 void runInChild(const std::function<void()>& call);

@@ -1,31 +1,19 @@
 #include "hosts/linux/window/VideoLibraries.h"
 
+#include "tests/support/ChildProcess.h"
+
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <string>
 
 namespace InstallerCore {
 namespace {
 
-struct Close {
-    void operator()(std::FILE* stream) const { pclose(stream); }
-};
-
 // The libraries that this program, as every one with the installer's window, is linked to.
 std::string linkedLibraries() {
-    const std::string command =
-        "readelf --dynamic '" + std::filesystem::read_symlink("/proc/self/exe").string() + "'";
-    const std::unique_ptr<std::FILE, Close> stream(popen(command.c_str(), "r"));
-    std::string result;
-    std::array<char, 256> piece{};
-    while (stream && std::fgets(piece.data(), piece.size(), stream.get()) != nullptr) {
-        result += piece.data();
-    }
-    return result;
+    return Testing::outputOf("readelf --dynamic '" +
+                             std::filesystem::read_symlink("/proc/self/exe").string() + "'");
 }
 
 TEST(VideoLibrariesTest, AreThereOnceTheyAreAskedFor) {

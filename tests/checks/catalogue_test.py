@@ -1,10 +1,10 @@
 import unittest
 
 import catalogue
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 
-class CatalogueTest(SeededTreeTest):
+class CatalogueTest(PlantedTreeTest):
     def setUp(self):
         super().setUp()
         self.put(catalogue.CATALOGUE[0], 'auto first = "First text";\nauto second =\n "Second text";')

@@ -2,12 +2,12 @@ import json
 import unittest
 
 import compiled_sources
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 FOLDERS = ["InstallerCore", "tests"]
 
 
-class CompiledSourcesTest(SeededTreeTest):
+class CompiledSourcesTest(PlantedTreeTest):
     def setUp(self):
         super().setUp()
         self.build = self.root / "build"

@@ -1,7 +1,7 @@
 """C++ sources as the checks see them: without comments, or as their string literals."""
 import re
 
-HEADER, SOURCE = ".h", ".cpp"
+HEADER, SOURCE, OBJECTIVE_SOURCE = ".h", ".cpp", ".mm"
 
 TOKEN = re.compile(
     r"""
@@ -19,7 +19,7 @@ def files(root, folders):
     """The C++ files below the folders, as paths relative to the root."""
     found = []
     for folder in folders:
-        found += [path for path in (root / folder).rglob("*") if path.suffix in (HEADER, SOURCE)]
+        found += [path for path in (root / folder).rglob("*") if path.suffix in (HEADER, SOURCE, OBJECTIVE_SOURCE)]
     return sorted(path.relative_to(root) for path in found)
 
 

@@ -8,7 +8,7 @@ import subprocess
 import sys
 import unittest
 
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRIPT = ROOT / "scripts" / "embed_configuration.py"
@@ -30,7 +30,7 @@ def run(command):
     return subprocess.run(command, capture_output=True, text=True, check=False)
 
 
-class EmbedConfigurationTest(SeededTreeTest):
+class EmbedConfigurationTest(PlantedTreeTest):
     def setUp(self):
         super().setUp()
         self.source = self.root / "product.json"
@@ -142,7 +142,7 @@ class EmbedConfigurationTest(SeededTreeTest):
             self.assertEqual(result.stderr, "Usage: embed_configuration.py PRODUCT.json OUTPUT.cpp\n")
 
 
-class ProductDataTest(SeededTreeTest):
+class ProductDataTest(PlantedTreeTest):
     """The build's step, in a project that has nothing else."""
 
     def setUp(self):

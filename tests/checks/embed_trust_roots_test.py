@@ -7,7 +7,7 @@ import subprocess
 import sys
 import unittest
 
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCRIPT = ROOT / "scripts" / "embed_trust_roots.py"
@@ -28,7 +28,7 @@ def run(command):
     return subprocess.run(command, capture_output=True, text=True, check=False)
 
 
-class EmbedTrustRootsTest(SeededTreeTest):
+class EmbedTrustRootsTest(PlantedTreeTest):
     def setUp(self):
         super().setUp()
         self.source = self.root / "root.pem"
@@ -115,7 +115,7 @@ class EmbedTrustRootsTest(SeededTreeTest):
             self.assertEqual(result.stderr, "Usage: embed_trust_roots.py ROOTS OUTPUT.cpp\n")
 
 
-class TrustRootsStepTest(SeededTreeTest):
+class TrustRootsStepTest(PlantedTreeTest):
     """The build's step, in a project that has nothing else."""
 
     def setUp(self):

@@ -5,7 +5,8 @@ import sys
 import cpp_source
 
 FOLDERS = ("InstallerCore", "KavioInstaller", "hosts", "rehearsal", "artwork", "tests", "bench", "fuzz")
-LIMITS = {cpp_source.HEADER: 200, cpp_source.SOURCE: 500}
+# What is written for a Mac alone cannot be run here, and so has no logic to be long for.
+LIMITS = {cpp_source.HEADER: 200, cpp_source.SOURCE: 500, cpp_source.OBJECTIVE_SOURCE: 250}
 
 
 def faults(root):

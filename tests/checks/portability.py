@@ -14,7 +14,8 @@ LAYERS = {
     "hosts/posix": ("InstallerCore/", "KavioInstaller/", "hosts/posix/"),
     "hosts/shared": ("InstallerCore/", "hosts/shared/"),
     "hosts/linux": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/shared/", "hosts/linux/"),
-    "hosts/macos": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/shared/", "hosts/macos/"),
+    "hosts/contract": ("InstallerCore/", "hosts/posix/", "hosts/contract/"),
+    "hosts/macos": ("InstallerCore/", "KavioInstaller/", "hosts/posix/", "hosts/shared/", "hosts/contract/", "hosts/macos/"),
     "rehearsal": ("InstallerCore/", "KavioInstaller/", "hosts/", "rehearsal/"),
     "artwork": ("InstallerCore/", "KavioInstaller/", "hosts/", "artwork/"),
 }

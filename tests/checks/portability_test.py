@@ -1,12 +1,12 @@
 import unittest
 
 import portability
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 CORE_SOURCE, CORE_HEADER = "InstallerCore/config/Thing.cpp", "InstallerCore/config/Thing.h"
 
 
-class PortabilityTest(SeededTreeTest):
+class PortabilityTest(PlantedTreeTest):
     def expect(self, path, line, *faults):
         file = self.put(path, f"#pragma once\n{line}\nint thing();\n")
         expected = [f"{path}: {fault}" for fault in faults]
@@ -69,6 +69,8 @@ class PortabilityTest(SeededTreeTest):
             ("KavioInstaller/Thing.h", "hosts/linux/Thing.h"),
             ("hosts/posix/Thing.cpp", "hosts/linux/Thing.h"),
             ("hosts/linux/Thing.cpp", "hosts/macos/Thing.h"),
+            ("hosts/macos/window/Thing.mm", "hosts/linux/Thing.h"),
+            ("hosts/contract/Thing.cpp", "hosts/macos/Thing.h"),
             ("hosts/linux/Thing.cpp", "rehearsal/Thing.h"),
             ("hosts/linux/Thing.cpp", "tests/support/Expect.h"),
             ("rehearsal/Thing.cpp", "tests/support/Expect.h"),

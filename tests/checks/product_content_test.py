@@ -3,14 +3,14 @@ import subprocess
 import unittest
 
 import product_content
-from seeded_tree import SeededTreeTest
+from planted_tree import PlantedTreeTest
 
 OWN = 'const char* own() { return "a text of its own"; }\n'
 FOREIGN = 'namespace Rehearsal { const char* server() { return "serves a release"; } }\n'
 READER = 'void f() { variable("LANGUAGE"), variable("LC_ALL"), variable("LC_MESSAGES"), variable("LANG"); }\n'
 
 
-class ProductContentTest(SeededTreeTest):
+class ProductContentTest(PlantedTreeTest):
     def setUp(self):
         super().setUp()
         self.put(product_content.READER, READER)

@@ -4,7 +4,7 @@ import tempfile
 import unittest
 
 
-class SeededTreeTest(unittest.TestCase):
+class PlantedTreeTest(unittest.TestCase):
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)

@@ -2,11 +2,15 @@
 
 #include "hosts/posix/ProcessesPosix.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace InstallerCore::Rehearsal {
@@ -20,44 +24,35 @@ constexpr const char* creationDate = "2026010100000000";
 constexpr const char* creationSeconds = "=1767225600";
 constexpr const char* serialNumber = "4b6176696f566f6c";
 
+// xorriso would give both names the same blocks, which no checker of file systems lets pass.
+void refuseHardLinks(const std::filesystem::path& directory) {
+    std::set<std::pair<dev_t, ino_t>> seen;
+    std::error_code ignored; // what is wrong with the directory itself is xorriso's to say
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory, ignored)) {
+        struct stat status = {};
+        if (::lstat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1 &&
+            !seen.emplace(status.st_dev, status.st_ino).second) {
+            throw std::runtime_error("a file has two names, which the volume cannot have: " +
+                                     entry.path().string());
+        }
+    }
+}
+
 // A disk with a partition map, an ISO 9660 file system, and the HFS+ volume as one of its partitions.
 void makeHybridDisk(const std::filesystem::path& directory, const std::string& volumeName,
                     const std::filesystem::path& disk) {
-    const ProcessResult result = ProcessesPosix().run("/usr/bin/xorriso",
-                                                      {"-no_rc",
-                                                       "-pkt_output",
-                                                       "on",
-                                                       "-report_about",
-                                                       "SORRY",
-                                                       "-as",
-                                                       "mkisofs",
-                                                       "-quiet",
-                                                       "-hfsplus",
-                                                       "-R",
-                                                       "-input-charset",
-                                                       "UTF-8",
-                                                       "-output-charset",
-                                                       "UTF-8",
-                                                       std::string("--modification-date=") + creationDate,
-                                                       "-hfsplus-serial-no",
-                                                       serialNumber,
-                                                       "-V",
-                                                       volumeName,
-                                                       "-o",
-                                                       disk,
-                                                       directory,
-                                                       "--",
-                                                       "-alter_date_r",
-                                                       "a-c",
-                                                       creationSeconds,
-                                                       "/",
-                                                       "--",
-                                                       "-alter_date_r",
-                                                       "c",
-                                                       creationSeconds,
-                                                       "/",
-                                                       "--"},
-                                                      Processes::ErrorOutput::discarded);
+    const ProcessResult result =
+        ProcessesPosix().run("/usr/bin/xorriso",
+                             {"-no_rc", "-pkt_output", "on", "-report_about", "SORRY", "-as", "mkisofs",
+                              "-quiet", "-hfsplus", "-R",
+                              "--old-empty", // no block that belongs to no file
+                              "-input-charset", "UTF-8", "-output-charset", "UTF-8",
+                              std::string("--modification-date=") + creationDate, "-hfsplus-serial-no",
+                              serialNumber, "-V", volumeName, "-o", disk, directory, "--",
+                              // Whose the files are, and then when that was changed.
+                              "-chown_r", "0", "/", "--", "-chgrp_r", "0", "/", "--", "-alter_date_r", "a-c",
+                              creationSeconds, "/", "--", "-alter_date_r", "c", creationSeconds, "/", "--"},
+                             Processes::ErrorOutput::discarded);
     if (result.status != 0) {
         throw std::runtime_error("xorriso cannot make the volume (" + std::to_string(result.status) +
                                  "): " + std::string(asText(result.output)));
@@ -124,6 +119,7 @@ void makeHfsVolume(const std::filesystem::path& directory, const std::string& vo
     };
     removeHybrid(); // xorriso would add to what is there
     try {
+        refuseHardLinks(directory);
         makeHybridDisk(directory, volumeName, hybrid);
         std::ifstream disk(hybrid, std::ios::binary);
         copyPartition(disk, findHfsPartition(disk), volume);

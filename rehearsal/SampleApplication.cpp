@@ -12,12 +12,12 @@
 #include <array>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <random>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 namespace InstallerCore::Rehearsal {
 
@@ -30,8 +30,6 @@ constexpr std::time_t sampleDate = 1767225600; // 1 January 2026
 constexpr fs::perms plain =
     fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read | fs::perms::others_read;
 constexpr fs::perms runnable = plain | fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
-
-using Entries = std::vector<std::pair<std::string, std::string>>;
 
 void write(const fs::path& file, std::string_view content) {
     fs::create_directories(file.parent_path());
@@ -47,12 +45,8 @@ void makeExecutable(const fs::path& file) {
     fs::permissions(file, runnable);
 }
 
-std::string propertyList(const Entries& entries) {
-    PropertyDictionary dictionary;
-    for (const auto& [key, value] : entries) {
-        dictionary[key] = {value};
-    }
-    return writePropertyList({std::move(dictionary)});
+std::string propertyList(PropertyDictionary entries) {
+    return writePropertyList({std::move(entries)});
 }
 
 class Maker {
@@ -88,17 +82,18 @@ public:
 
 private:
     void writeInformation() const {
-        Entries entries = {
-            {"CFBundleDevelopmentRegion", "en"},      {"CFBundleDisplayName", "Kavio"},
-            {"CFBundleExecutable", "Kavio"},          {"CFBundleIdentifier", identifier_},
-            {"CFBundleInfoDictionaryVersion", "6.0"}, {"CFBundleName", "Kavio"},
-            {"CFBundlePackageType", "APPL"},          {"CFBundleShortVersionString", options_.version},
-            {"CFBundleVersion", options_.version},
+        PropertyDictionary entries = {
+            {"CFBundleDevelopmentRegion", {"en"}},      {"CFBundleDisplayName", {"Kavio"}},
+            {"CFBundleExecutable", {"Kavio"}},          {"CFBundleIdentifier", {identifier_}},
+            {"CFBundleInfoDictionaryVersion", {"6.0"}}, {"CFBundleName", {"Kavio"}},
+            {"CFBundlePackageType", {"APPL"}},          {"CFBundleShortVersionString", {options_.version}},
+            {"CFBundleVersion", {options_.version}},    {"NSHighResolutionCapable", {true}},
+            {"NSPrincipalClass", {"NSApplication"}},
         };
         if (!options_.minimumSystemVersion.empty()) {
-            entries.emplace_back("LSMinimumSystemVersion", options_.minimumSystemVersion);
+            entries["LSMinimumSystemVersion"] = {options_.minimumSystemVersion};
         }
-        write(contents_ / "Info.plist", propertyList(entries));
+        write(contents_ / "Info.plist", propertyList(std::move(entries)));
     }
 
     void writeMachO(const std::string& name, const fs::path& file) const {
@@ -115,7 +110,8 @@ private:
     }
 
     void writeResources() const {
-        const Entries greetings = {{"en", "Welcome"}, {"de", "Willkommen"}, {"ja", "ようこそ"}};
+        const std::map<std::string, std::string> greetings = {
+            {"en", "Welcome"}, {"de", "Willkommen"}, {"ja", "ようこそ"}};
         for (const auto& [language, greeting] : greetings) {
             write(contents_ / "Resources" / (language + ".lproj") / "Localizable.strings",
                   R"("welcome" = ")" + greeting + "\";\n");
@@ -131,12 +127,12 @@ private:
         const fs::path version = framework / "Versions/A";
         writeMachO("KavioKit", version / "KavioKit");
         write(version / "Resources/Info.plist",
-              propertyList({{"CFBundleExecutable", "KavioKit"},
-                            {"CFBundleIdentifier", identifier_ + ".kit"},
-                            {"CFBundleName", "KavioKit"},
-                            {"CFBundlePackageType", "FMWK"},
-                            {"CFBundleShortVersionString", options_.version},
-                            {"CFBundleVersion", options_.version}}));
+              propertyList({{"CFBundleExecutable", {"KavioKit"}},
+                            {"CFBundleIdentifier", {identifier_ + ".kit"}},
+                            {"CFBundleName", {"KavioKit"}},
+                            {"CFBundlePackageType", {"FMWK"}},
+                            {"CFBundleShortVersionString", {options_.version}},
+                            {"CFBundleVersion", {options_.version}}}));
         fs::create_symlink("A", framework / "Versions/Current");
         fs::create_symlink("Versions/Current/KavioKit", framework / "KavioKit");
         fs::create_symlink("Versions/Current/Resources", framework / "Resources");

@@ -3,6 +3,7 @@ import argparse
 import os
 import pathlib
 import platform
+import re
 import shutil
 import subprocess
 import sys
@@ -48,6 +49,13 @@ def build(preset, given, *targets, options=()):
     return directory
 
 
+def show_warnings(directory):
+    """Each once. Builds on Linux have none of ours, where they are errors, but thousands of the C++ library on the way."""
+    lines = (directory / "build.log").read_text(errors="replace").splitlines()
+    for line in dict.fromkeys(line for line in lines if re.search(r"\bwarning:|^CMake .*Warning", line)):
+        print(line)
+
+
 def build_tools(given):
     if given.tools:
         return given.tools
@@ -72,6 +80,8 @@ def main(words):
     for preset in ["mac"] if on_mac else [f"mac-{name}" for name in ARCHITECTURES]:
         print(f"Building for macOS ({preset})", flush=True)
         builds.append(build(preset, given, options=[f"-DKAVIO_PRODUCT={given.product}"]))
+        if on_mac:
+            show_warnings(builds[-1])
     given.output.mkdir(parents=True, exist_ok=True)
     if not on_mac:
         copy_sample(builds, given.output)

@@ -1,11 +1,13 @@
 """Makes the application's bundle of its built executables, signs it, and packs it into a disk image.
 
-The same input gives the same bytes: nothing in the bundle has the day, the name or the mask of whoever makes it.
+The same input gives the same bytes: nothing in the bundle has the day, the name or the mask of whoever makes it, and
+nothing in an image that is packed on Linux either. (One that a Mac packs has the day, and its user as the owner.)
 """
 import json
 import os
 import pathlib
 import plistlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -77,7 +79,12 @@ class MacTools:
 
 def read_product(file):
     try:
-        return embed_configuration.read_product(file.read_text(encoding="utf-8"))
+        product = embed_configuration.read_product(file.read_text(encoding="utf-8"))
+        # The bundle's version, by which a Mac tells which of two is the newer one.
+        if not re.fullmatch(r"[0-9]+(\.[0-9]+){0,2}", product["installerVersion"]):
+            raise embed_configuration.ProductError(
+                'the key "installerVersion" does not hold one to three numbers with dots between them')
+        return product
     except (OSError, UnicodeError, embed_configuration.ProductError) as error:
         raise Failure(f"{file}: the product's configuration cannot be used: {error}.") from error
 

@@ -47,30 +47,35 @@ class BundleTest(unittest.TestCase):
             with self.subTest(source.name):
                 self.assertEqual((built.CONTENTS / "Resources" / source.name).read_bytes(), source.read_bytes())
 
-    def test_the_information_list_is_the_products(self):
+    def test_the_information_list_is_that_of_the_products_installer(self):
+        """It is an application for macOS 12 without a Dock icon."""
         product = json.loads(built.PRODUCT.read_text(encoding="utf-8"))
-        found = information()
-        self.assertEqual(found["CFBundleIdentifier"], product["bundleID"] + ".installer")
-        self.assertEqual(found["CFBundleShortVersionString"], product["installerVersion"])
-        self.assertEqual(found["CFBundleVersion"], product["installerVersion"])
+        catalogue = json.loads((built.CONTENTS / "Resources/installer-locales.json").read_text(encoding="utf-8"))
+        self.assertEqual(information(), {
+            "CFBundleDevelopmentRegion": "en",
+            "CFBundleDisplayName": "Kavio Installer",
+            "CFBundleExecutable": "Kavio Installer",
+            "CFBundleIconFile": "Installer.icns",
+            "CFBundleIdentifier": product["bundleID"] + ".installer",
+            "CFBundleInfoDictionaryVersion": "6.0",
+            "CFBundleLocalizations": sorted(catalogue),
+            "CFBundleName": "Kavio Installer",
+            "CFBundlePackageType": "APPL",
+            "CFBundleShortVersionString": product["installerVersion"],
+            "CFBundleSupportedPlatforms": ["MacOSX"],
+            "CFBundleVersion": product["installerVersion"],
+            "LSApplicationCategoryType": "public.app-category.utilities",
+            "LSMinimumSystemVersion": "12.0",
+            "LSUIElement": True,
+            "NSHighResolutionCapable": True,
+            "NSPrincipalClass": "NSApplication",
+        })
+        self.assertEqual((built.CONTENTS / "PkgInfo").read_text(), "APPL????")
 
     def test_the_information_list_names_what_is_there(self):
         found = information()
         self.assertEqual(found["CFBundleExecutable"], built.EXECUTABLE.name)
         self.assertTrue((built.CONTENTS / "Resources" / found["CFBundleIconFile"]).is_file())
-        catalogue = json.loads((built.CONTENTS / "Resources/installer-locales.json").read_text(encoding="utf-8"))
-        self.assertEqual(set(found["CFBundleLocalizations"]), set(catalogue))
-
-    def test_it_is_an_application_without_a_dock_icon_for_macos_12(self):
-        found = information()
-        self.assertEqual(found["CFBundlePackageType"], "APPL")
-        self.assertEqual((built.CONTENTS / "PkgInfo").read_text(), "APPL????")
-        self.assertEqual(found["NSPrincipalClass"], "NSApplication")
-        self.assertEqual(found["LSMinimumSystemVersion"], "12.0")
-        self.assertIs(found["LSUIElement"], True)
-        self.assertIs(found["NSHighResolutionCapable"], True)
-        self.assertEqual(found["CFBundleName"], "Kavio Installer")
-        self.assertEqual(found["CFBundleDevelopmentRegion"], "en")
 
 
 if __name__ == "__main__":

@@ -97,23 +97,39 @@ class LinkageTest(built.TestInDirectory):
     STUB = """--- !tapi-tbd
 tbd-version: 4
 targets: [ arm64-macos ]
-install-name: '/opt/lib/libother.dylib'
+install-name: '%s'
 exports:
   - targets: [ arm64-macos ]
     symbols: [ _other ]
 ...
 """
 
-    def test_a_name_that_no_stub_of_the_system_has_is_found(self):
-        (self.place / "libother.tbd").write_text(self.STUB)
+    def linked(self, *options):
+        """A program that asks for the name _other."""
         (self.place / "main.c").write_text("void other(void);\nint main(void) { other(); return 0; }\n")
         subprocess.run(["clang-19", "-target", "arm64-apple-macos12", "-c", "main.c"], cwd=self.place, check=True)
         subprocess.run(["ld64.lld-19", "-arch", "arm64", "-platform_version", "macos", "12.0", "14.0", "main.o",
-                        "-fixup_chains", "libother.tbd", "-o", "main"], cwd=self.place, check=True)
-        executable = self.place / "main"
+                        "-fixup_chains", *options, "-o", "main"], cwd=self.place, check=True)
+        return self.place / "main"
+
+    def linked_with(self, library):
+        (self.place / "library.tbd").write_text(self.STUB % library)
+        return self.linked("library.tbd")
+
+    def test_a_library_that_is_not_the_systems_is_found(self):
+        executable = self.linked_with("/opt/lib/libother.dylib")
         self.assertEqual(linkage.libraries(executable, "arm64"), ["/opt/lib/libother.dylib"])
         self.assertNotRegex("/opt/lib/libother.dylib", linkage.OF_THE_SYSTEM)
         self.assertEqual(linkage.faults(executable, "arm64"), ["_other: libother has no stub"])
+
+    def test_a_name_that_the_library_does_not_have_is_found(self):
+        executable = self.linked_with("/usr/lib/libSystem.B.dylib")
+        self.assertEqual(linkage.faults(executable, "arm64"), ["_other: not in the stub of libSystem"])
+
+    def test_a_name_that_is_asked_of_no_library_is_found(self):
+        executable = self.linked("-undefined", "dynamic_lookup")
+        self.assertEqual(linkage.faults(executable, "arm64"),
+                         ["not understood: (undefined) external _other (dynamically looked up)"])
 
 
 if __name__ == "__main__":

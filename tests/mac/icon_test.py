@@ -15,12 +15,11 @@ def pictures(content):
     magic, length = struct.unpack_from(">4sI", content)
     if magic != b"icns" or length != len(content):
         raise AssertionError("this is no file of icons")
-    found, at = {}, 8
+    at = 8
     while at < length:
         kind, size = struct.unpack_from(">4sI", content, at)
-        found[kind] = content[at + 8:at + size]
+        yield kind, content[at + 8:at + size]
         at += size
-    return found
 
 
 def unpacked(data):
@@ -43,12 +42,22 @@ def decoded(picture):
     return subprocess.run(command, input=picture, capture_output=True, check=True).stdout
 
 
+def halved(pixels, width):
+    """The picture at half its size: the mean of four pixels each, channel by channel."""
+    return [
+        [sum(pixels[4 * ((y + j) * width + x + i) + channel] for i in (0, 1) for j in (0, 1)) / 4
+         for y in range(0, width, 2) for x in range(0, width, 2)]
+        for channel in range(4)
+    ]
+
+
 class IconTest(unittest.TestCase):
     def setUp(self):
-        self.pictures = pictures((built.CONTENTS / "Resources/Installer.icns").read_bytes())
+        self.listed = list(pictures((built.CONTENTS / "Resources/Installer.icns").read_bytes()))
+        self.pictures = dict(self.listed)
 
     def test_every_size_is_there_once(self):
-        self.assertEqual(set(self.pictures), set(PNG) | set(PACKED))
+        self.assertEqual(sorted(kind for kind, _ in self.listed), sorted([*PNG, *PACKED]))
 
     def test_pictures_have_the_pixels_of_their_kind(self):
         for kind, (points, scale) in PNG.items():
@@ -65,6 +74,17 @@ class IconTest(unittest.TestCase):
         channels = unpacked(self.pictures[b"ic05"][4:])
         same = decoded(self.pictures[b"ic11"])
         self.assertEqual(channels, same[0::4] + same[1::4] + same[2::4] + same[3::4])
+
+    def test_the_smallest_is_the_tile_of_the_next_size_at_half_of_it(self):
+        """Its bars are others, so colours are compared above and below them only."""
+        channels = unpacked(self.pictures[b"ic04"][4:])
+        alpha, *colours = [channels[at:at + 256] for at in range(0, 1024, 256)]
+        wanted_alpha, *wanted_colours = halved(decoded(self.pictures[b"ic11"]), 32)
+        for place, (value, wanted) in enumerate(zip(alpha, wanted_alpha)):
+            self.assertAlmostEqual(value, wanted, delta=12, msg=divmod(place, 16))
+        for place in (16 * row + 8 for row in (1, 2, 13, 14)):
+            for colour, wanted in zip(colours, wanted_colours):
+                self.assertAlmostEqual(colour[place], wanted[place], delta=2, msg=divmod(place, 16))
 
     def test_the_packing_is_the_documented_one(self):
         packed = bytes.fromhex("02010202800381048205")

@@ -96,16 +96,16 @@ class PackageMacTest(built.TestInDirectory):
         with self.assertRaisesRegex(package_mac.Failure, "absent.json"):
             package_mac.read_product(pathlib.Path(self.place / "absent.json"))
 
+    def test_a_version_that_is_none_for_a_bundle_is_refused(self):
+        for version in ("2", "2.5", "2.5.10"):
+            self.assertTrue(self.package({**PRODUCT, "installerVersion": version}).exists())
+        for version in ("", "2.", ".5", "2.5.1.4", "2.5-beta", "v2", "2,5", "2.5\n", "\u0662.5"):
+            with self.subTest(version), self.assertRaisesRegex(package_mac.Failure, '"installerVersion" does not hold'):
+                self.package({**PRODUCT, "installerVersion": version})
+
     def test_a_tool_that_fails_is_named_with_what_it_said(self):
         with self.assertRaisesRegex(package_mac.Failure, "(?s)^sh -c .* failed:\nno room"):
             package_mac.run("sh", "-c", "echo no room >&2; exit 3")
-
-    def test_on_a_mac_an_identity_asks_for_a_time_stamp_and_signs_the_image_too(self):
-        named, nobodys = package_mac.MacTools("Developer ID Application: Other"), package_mac.MacTools(None)
-        self.assertEqual(named.signature, ["--timestamp", "--sign", "Developer ID Application: Other"])
-        self.assertTrue(named.signs_images)
-        self.assertEqual(nobodys.signature, ["--sign", "-"])
-        self.assertFalse(nobodys.signs_images)
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
 #include "rehearsal/HfsVolume.h"
 
 #include "tests/rehearsal/DescribeTree.h"
+#include "tests/rehearsal/HfsReader.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -8,7 +9,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <set>
 #include <stdexcept>
 
 namespace InstallerCore {
@@ -18,6 +22,8 @@ namespace {
 using namespace Rehearsal;
 using namespace Testing;
 using ::testing::HasSubstr;
+
+constexpr std::uint32_t firstOfJanuary2026 = 1767225600U + 2082844800U; // seconds since 1904
 
 class HfsVolumeTest : public ::testing::Test {
 protected:
@@ -103,6 +109,76 @@ TEST_F(HfsVolumeTest, TheVolumeIsWholeSectorsOfHfsPlus) {
     const std::string volume = readFile(directory_ / "volume");
     EXPECT_EQ(volume.size() % 512, 0U);
     EXPECT_EQ(volume.substr(1024, 2), "H+");
+}
+
+// What a checker of file systems holds against a volume whose bitmap says anything else.
+TEST_F(HfsVolumeTest, TheBlocksInUseAreThoseOfTheFilesAndOfTheTwoHeaders) {
+    for (int i = 0; i < 100; ++i) { // a catalog of several nodes
+        writeFile(directory_ / "tree" / ("file with a long name that is number " + std::to_string(i)),
+                  std::string(static_cast<std::size_t>(i) * 100, 'x'));
+    }
+    std::filesystem::create_directory(directory_ / "tree/folder");
+    writeFile(directory_ / "tree/folder/empty", "");
+    writeFile(directory_ / "tree/folder/large", std::string(300'001, 'x'));
+    std::filesystem::create_symlink("folder", directory_ / "tree/link");
+    make();
+    const StoredVolume volume = readStoredVolume(directory_ / "volume");
+    EXPECT_EQ(volume.entries.size(), 105U) << "with the root folder";
+    std::set<std::uint32_t> inUse = {0, volume.blockCount - 1};
+    const auto use = [&](const StoredFork& fork) {
+        EXPECT_EQ(fork.blocks.size(), fork.blockCount);
+        EXPECT_EQ(fork.blockCount, (fork.size + volume.blockSize - 1) / volume.blockSize);
+        for (const std::uint32_t block : fork.blocks) {
+            EXPECT_TRUE(inUse.insert(block).second) << block << " is of two files";
+        }
+    };
+    std::ranges::for_each(volume.specialFiles, use);
+    for (const StoredEntry& entry : volume.entries) {
+        std::ranges::for_each(entry.forks, use);
+    }
+    EXPECT_EQ(volume.markedBlocks, inUse);
+    EXPECT_EQ(volume.freeBlockCount, volume.blockCount - inUse.size());
+    EXPECT_GE(volume.blockSize, 1536U)
+        << "a smaller block does not hold a whole header and what is before it";
+    EXPECT_EQ(std::filesystem::file_size(directory_ / "volume"),
+              std::uint64_t{volume.blockCount} * volume.blockSize);
+}
+
+TEST_F(HfsVolumeTest, NothingSaysWhoMadeItAndWhen) {
+    std::filesystem::create_directory(directory_ / "tree/folder");
+    writeFile(directory_ / "tree/folder/file", "content");
+    std::filesystem::create_symlink("file", directory_ / "tree/link");
+    const auto changeOwners = [this](::uid_t owner) {
+        for (const char* name : {"tree", "tree/folder", "tree/folder/file", "tree/link"}) {
+            ASSERT_EQ(::lchown((directory_ / name).c_str(), owner, owner), 0);
+        }
+    };
+    make();
+    const std::string first = readFile(directory_ / "volume");
+    if (::geteuid() == 0) {
+        changeOwners(65534);
+        make();
+        EXPECT_TRUE(readFile(directory_ / "volume") == first);
+    }
+    const StoredVolume volume = readStoredVolume(directory_ / "volume");
+    EXPECT_EQ(volume.entries.size(), 4U);
+    for (const StoredEntry& entry : volume.entries) {
+        SCOPED_TRACE(entry.number);
+        EXPECT_EQ(entry.owner, 0U);
+        EXPECT_EQ(entry.group, 0U);
+        EXPECT_EQ(entry.created, firstOfJanuary2026);
+        EXPECT_EQ(entry.accessed, firstOfJanuary2026);
+    }
+}
+
+TEST_F(HfsVolumeTest, AFileWithTwoNamesIsRefusedUnlessOneIsElsewhere) {
+    writeFile(directory_ / "elsewhere", "content");
+    std::filesystem::create_hard_link(directory_ / "elsewhere", directory_ / "tree/one");
+    make();
+    std::filesystem::create_hard_link(directory_ / "elsewhere", directory_ / "tree/two");
+    std::filesystem::remove(directory_ / "volume");
+    EXPECT_THROW(make(), std::runtime_error);
+    EXPECT_EQ(leftBesideTheTree(), std::vector<std::string>{"elsewhere"});
 }
 
 TEST_F(HfsVolumeTest, AFailureSaysWhatXorrisoSaysAndLeavesNothing) {

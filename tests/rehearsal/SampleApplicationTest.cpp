@@ -56,6 +56,8 @@ TEST_F(SampleApplicationTest, TheInformationListSaysWhatWasAskedFor) {
     EXPECT_EQ(text(list, "LSMinimumSystemVersion"), "13.5");
     EXPECT_EQ(text(list, "CFBundleExecutable"), "Kavio");
     EXPECT_EQ(text(list, "CFBundlePackageType"), "APPL");
+    EXPECT_EQ(text(list, "NSPrincipalClass"), "NSApplication");
+    EXPECT_EQ(std::get<bool>(list.at("NSHighResolutionCapable").value), true);
     EXPECT_EQ(readFile(bundle / "Contents/PkgInfo"), "APPL????");
 }
 

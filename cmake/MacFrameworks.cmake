@@ -1,7 +1,7 @@
 # How Objective-C++ is compiled and linked in the directory that includes this. Without Apple's SDK the declarations in
 # macos-sdk/ take its place.
 if(KAVIO_MAC_SDK)
-  add_compile_options(-iframework "${KAVIO_MAC_SDK}/Frameworks" -isystem "${KAVIO_MAC_SDK}/usr/include")
+  add_compile_options(-iframework "${KAVIO_MAC_SDK}/Frameworks")
   add_compile_options(-Wno-nullability-completeness) # the C++ library of zig does not say it
   add_link_options("-F${KAVIO_MAC_SDK}/Frameworks" "-L${KAVIO_MAC_SDK}/usr/lib")
 endif()

@@ -81,8 +81,9 @@ class ClangTypes:
             at = text.find(mark)
             if at >= 0:
                 return f"{kind} {self._callable(text, at)}"
-        if text.endswith("]"):
-            return f"pointer {self.type(text[: text.rindex('[')])}"
+        array = re.fullmatch(r"(.*)\[(\d*)\]", text)
+        if array:  # without a length it is an argument
+            return f"{f'array {array[2]}' if array[2] else 'pointer'} {self.type(array[1])}"
         if text.endswith("*"):
             return self._pointer(text[:-1].strip())
         if text in SCALARS:

@@ -1,10 +1,13 @@
 """What executables refer to, judged by the declarations, the published metadata and programs of other makers."""
 import pathlib
 import re
+from dataclasses import dataclass, field
 
 from mach_o import MAGIC, UNIVERSAL, architectures
+from versions import number
 
 CLASS = re.compile(r"_OBJC_(?:META)?CLASS_\$_(\w+)")
+OURS = 12, 0  # the macOS that the application is for
 # What the C library's stub of the toolchain has was taken from Apple's own, so linking has proven it.
 PROVEN_BY_LINKING = "/usr/lib/libSystem.B.dylib"
 
@@ -19,34 +22,68 @@ def is_executable(path):
         return file.read(4) in (MAGIC, UNIVERSAL)
 
 
+@dataclass
+class Bound:
+    """What the programs of other makers, built with Apple's SDK, look for."""
+
+    libraries: dict = field(default_factory=dict)  # {(architecture, symbol): the libraries that they find it in}
+    systems: dict = field(default_factory=dict)  # {symbol: the oldest macOS of those that do not start without it}
+
+    def add(self, program):
+        for symbol, library in program.undefined.items():
+            self.libraries.setdefault((program.architecture, symbol), set()).add(library)
+            if program.minimum_system and symbol not in program.weak:
+                oldest = self.systems.get(symbol, program.minimum_system)
+                self.systems[symbol] = min(oldest, program.minimum_system)
+
+
 def bound_by_others(folder):
-    """Symbol: the libraries in which the programs below this folder, built with Apple's SDK, look for it."""
-    bound = {}
+    """Of the programs below this folder."""
+    bound = Bound()
     for path in sorted(folder.rglob("*")):
         if path.is_file() and not path.is_symlink() and is_executable(path):
             for program in architectures(path):
-                for symbol, library in program.undefined.items():
-                    bound.setdefault(symbol, set()).add(library)
+                bound.add(program)
     return bound
 
 
 class Examiner:
+    """BOUND is None where no program of another maker is at hand: then nothing is said of symbols."""
+
     def __init__(self, declared, published, bound):
         self._declared = declared
         self._bound = bound
         self._selectors = published_selectors(published)
 
-    def stub_faults(self, exported):
+    def stub_faults(self, exported, architecture):
         """EXPORTED: the names that our stubs say each library has."""
         for library, symbols in exported.items():
             for symbol in sorted(symbols):
-                yield from self._symbol(symbol, library)
+                yield from self._symbol(symbol, library, architecture)
+
+    def system_faults(self, needed=()):
+        """What programs for an older macOS than is declared do not start without, and which of NEEDED none needs."""
+        if self._bound is None:
+            return
+        for declaration, version in self._declared.versions.items():
+            oldest = self._oldest_system(declaration)
+            if oldest and version and oldest < number(version):
+                older = ".".join(map(str, oldest))
+                yield f"{declaration}: is not there first since macOS {version}: a program for {older} needs it"
+        for declaration in needed:
+            oldest = self._oldest_system(declaration)
+            if oldest is None or oldest > OURS:
+                yield f"{declaration}: no program for macOS 12.0 or an older one needs it"
+
+    def _oldest_system(self, declaration):
+        kind, _, name = declaration.partition(" ")
+        return self._bound.systems.get(f"_OBJC_CLASS_$_{name}" if kind == "class" else f"_{name}")
 
     def faults(self, executable):
         """Of one architecture."""
         for symbol, library in executable.undefined.items():
             if library != PROVEN_BY_LINKING and not library.startswith("@"):  # of the application itself
-                yield from self._symbol(symbol, library)
+                yield from self._symbol(symbol, library, executable.architecture)
         own = {selector for _, methods in executable.own_classes() for selector in methods}
         sent = executable.sent_selectors()
         for selector in sorted(sent - own - self._selectors):
@@ -55,10 +92,13 @@ class Examiner:
             if not selector.startswith("."):  # what the compiler adds
                 yield f"selector {selector}: implemented, but nobody sends it"
 
-    def _symbol(self, symbol, library):
+    def _symbol(self, symbol, library, architecture):
+        if self._bound is None:
+            return
         class_ = CLASS.fullmatch(symbol)
         name = class_[1] if class_ else symbol.removeprefix("_")
-        others = self._bound.get(symbol) or self._bound.get(symbol.replace("_OBJC_METACLASS_", "_OBJC_CLASS_"))
+        names = symbol, symbol.replace("_OBJC_METACLASS_", "_OBJC_CLASS_")
+        others = next(filter(None, (self._bound.libraries.get((architecture, of)) for of in names)), None)
         if others:
             if library not in others:
                 yield f"symbol {symbol}: other programs find it in {' and '.join(sorted(others))}, not in {library}"

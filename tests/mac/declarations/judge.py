@@ -1,10 +1,7 @@
 """Compares declarations with the published metadata. Every function yields faults as texts."""
 from published_metadata import script_name
+from syntax_tree import shown
 from type_agreement import agree, signatures_agree
-
-
-def shown(owner, selector, of_class):
-    return f"{'+' if of_class else '-'}[{owner} {selector}]"
 
 
 class Judge:
@@ -21,10 +18,14 @@ class Judge:
             yield from self._protocol(protocol)
         for name, signature in declared.functions.items():
             yield from self._function(name, signature)
+            for index in sorted(declared.takes_nil[name]):  # of no function is it published
+                yield f"function {name}: its argument {index + 1} may not be nil"
         for name, value in declared.constants.items():
             yield from self._constant(name, value)
         for name, members in declared.enumerations.items():
             yield from self._enumeration(name, members)
+        for name, base in declared.bases.items():
+            yield f"enumeration {name}: is based on {base}, which is not published"
         for name, fields in declared.structures.items():
             yield from self._structure(name, fields)
         for name, value in declared.macros.items():
@@ -86,16 +87,27 @@ class Judge:
     def _members(self, interface, theirs):
         for (selector, of_class), signature in interface.methods.items():
             yield from self._method(interface.name, selector, of_class, signature, theirs)
-            yield from self._nil(interface, selector, of_class, theirs)
+        for (selector, of_class), taken in interface.takes_nil.items():
+            yield from self._takes_nil(shown(interface.name, selector, of_class), selector, of_class, taken, theirs)
+        for (selector, of_class), given in interface.gives_nil.items():
+            if not given and any(self._gives_nil(other, selector, of_class) for other in theirs):
+                yield f"{shown(interface.name, selector, of_class)}: may give nil"
         for name, property_ in interface.properties.items():
             yield from self._property(interface.name, name, property_, theirs)
 
-    def _nil(self, interface, selector, of_class, theirs):
+    def _takes_nil(self, item, selector, of_class, taken, theirs):
         """With Apple's SDK, passing nil where it may not be would not compile."""
-        taken = [self.published.takes_nil(other, selector, of_class) for other in theirs]
-        allowed = set().union(*(found for found in taken if found is not None))
-        for index in sorted(interface.takes_nil[selector, of_class] - allowed):
-            yield f"{shown(interface.name, selector, of_class)}: its argument {index + 1} may not be nil"
+        found = [self.published.takes_nil(other, selector, of_class) for other in theirs]
+        allowed = set().union(*(arguments for arguments in found if arguments is not None))
+        for index in sorted(taken - allowed):
+            yield f"{item}: its argument {index + 1} may not be nil"
+
+    def _gives_nil(self, theirs, selector, of_class):
+        """Of a property that can be set it is said where it is set."""
+        setters = [p.setter for p in theirs.properties.values() if (p.getter, p.of_class) == (selector, of_class)]
+        return self.published.gives_nil(theirs, selector, of_class) or any(
+            self.published.takes_nil(theirs, setter, of_class) for setter in setters if setter
+        )
 
     def _method(self, owner, selector, of_class, signature, theirs):
         item = shown(owner, selector, of_class)
@@ -189,11 +201,16 @@ class Judge:
             yield f"macro {name}: its value is not {value} but {theirs}"
 
     def _structure(self, name, fields):
-        theirs = self.published.fields.get(name)
+        theirs = self.published.structures.get(name)
         if theirs is None:
             yield f"structure {name}: not published"
-        elif theirs != fields:
+            return
+        if list(theirs) != list(fields):
             yield f"structure {name}: its fields are not {', '.join(fields)} but {', '.join(theirs)}"
+            return
+        for field, type_ in fields.items():
+            if not agree(type_, theirs[field]):
+                yield f"structure {name}: the type of {field} is not {type_} but {theirs[field]}"
 
     def _typedefs(self, declared):
         """The names of enumerations and structures are proven with them."""

@@ -7,6 +7,9 @@ MAGIC = bytes.fromhex("cffaedfe")
 UNIVERSAL = bytes.fromhex("cafebabe")
 LC_SYMTAB, LC_DYSYMTAB, LC_LOAD_DYLIB, LC_SEGMENT_64 = 0x2, 0xB, 0xC, 0x19
 LC_LOAD_WEAK_DYLIB, LC_REEXPORT_DYLIB = 0x80000018, 0x8000001F
+LC_VERSION_MIN_MACOSX, LC_BUILD_VERSION = 0x24, 0x32
+ARCHITECTURES = {0x01000007: "x86_64", 0x0100000C: "arm64"}
+WEAK_REFERENCE = 0x40
 POINTER = 0xFFFFFFFFF  # the bits of a stored pointer that are an address; what is above chains it to the next
 RELATIVE_METHODS = 0x80000000
 
@@ -37,7 +40,10 @@ class MachO:
         self.data = data
         self.sections = {}
         self.libraries = []
+        self.architecture = ARCHITECTURES.get(self._number(4), "")
+        self.minimum_system = ()  # (12, 0): the first version of macOS that it is for
         self.undefined = {}  # symbol: the library that it is bound to
+        self.weak = set()  # the undefined symbols without which it starts
         self._base = 0
         table = undefined = None
         for command, at in self._commands():
@@ -49,6 +55,9 @@ class MachO:
                 table = struct.unpack_from("<I4xI", self.data, at + 8)
             elif command == LC_DYSYMTAB:
                 undefined = struct.unpack_from("<II", self.data, at + 24)
+            elif command in (LC_VERSION_MIN_MACOSX, LC_BUILD_VERSION):
+                version = self._number(at + (8 if command == LC_VERSION_MIN_MACOSX else 12))
+                self.minimum_system = version >> 16, version >> 8 & 0xFF
         if table and undefined:
             self._read_symbols(*table, *undefined)
 
@@ -78,7 +87,10 @@ class MachO:
             name, description = struct.unpack_from("<IxxH8x", self.data, table + 16 * index)
             ordinal = description >> 8
             known = 0 < ordinal <= len(self.libraries)
-            self.undefined[self._string(strings + name)] = self.libraries[ordinal - 1] if known else ""
+            symbol = self._string(strings + name)
+            self.undefined[symbol] = self.libraries[ordinal - 1] if known else ""
+            if description & WEAK_REFERENCE:
+                self.weak.add(symbol)
 
     def section(self, segment, name):
         found = self.sections.get((segment, name))

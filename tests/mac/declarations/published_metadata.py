@@ -1,8 +1,9 @@
 """What others published about Apple's frameworks: the npm package @nativescript/macos-node-api, pinned in metadata/.
 
 Two forms of it are read. A section of the package's library holds, in a form of its own, every selector, signature and
-value. The declarations for TypeScript (types/X.d.ts) say besides which framework has a name, which fields a
-structure has, which members of a protocol are required and which arguments may be nil.
+value. The declarations for TypeScript (types/X.d.ts) say besides which framework has a name, which members of a
+protocol are required and, of some methods and properties, which arguments and results may be nil. Where they do not say
+"null" something may be nil all the same: they never say it of functions, and seldom of strings and "instancetype".
 
 The section: "NSMD", a version of two bytes, then eight offsets of four bytes, each the start of a part after the first,
 which is the strings. Names are offsets into the strings. Numbers are little-endian.
@@ -40,7 +41,8 @@ class Interface:
     methods: dict = field(default_factory=dict)
     properties: dict = field(default_factory=dict)
     required: set = field(default_factory=set)
-    takes_nil: dict = field(default_factory=dict)  # of methods that take it: at which arguments
+    takes_nil: dict = field(default_factory=dict)  # of methods and setters that take it: at which arguments
+    gives_nil: dict = field(default_factory=dict)  # of methods and getters that give objects: whether perhaps none
 
 
 @dataclass(frozen=True)
@@ -75,6 +77,7 @@ class PublishedMetadata:
         self.constants = dict(self._items("constants", self._constant))
         self.enumerations = dict(self._items("enumerations", self._enumeration))
         self.functions = dict(self._items("functions", self._function))
+        self.structures = dict(self._items("structs", self._structure))
         self.protocols = dict(self._items("protocols", self._protocol))
         self.classes = dict(self._items("classes", self._class))
 
@@ -112,6 +115,18 @@ class PublishedMetadata:
 
     def _function(self, at):
         return self._name(at), self._reader.signature(self._reader.number(at + 4)), at + 8
+
+    def _structure(self, at):
+        """The types of its fields, none of one that is known by its name only. Sizes and offsets are passed over."""
+        name, at = self._name(at), at + 6
+        fields = {}
+        if self._reader.number(at) & OFFSET == OFFSET:
+            return name, fields, at + 4
+        while True:
+            field_, follows = self._name(at), self._reader.number(at) & MORE
+            fields[field_], at, _ = self._reader.type(at + 6)
+            if not follows:
+                return name, fields, at
 
     def _adopted(self, named, at):
         """The protocols, if the name that stands at NAMED says that there are any, and what follows them."""
@@ -153,7 +168,6 @@ class PublishedMetadata:
 
     def _read_scripts(self, paths):
         self.frameworks = {}
-        self.fields = {}
         self._bodies = {}
         for path in paths:
             for kind, name, body in DECLARATION.findall(path.read_text(encoding="utf-8")):
@@ -161,16 +175,20 @@ class PublishedMetadata:
                 self._bodies.setdefault((name, kind == "interface"), body)
                 if kind == "interface" and name in self.protocols:
                     self.protocols[name].required = {m for m, optional in MEMBER.findall(body) if not optional}
-                elif kind == "class" and name not in self.classes:
-                    self.fields[name] = [m for m, _ in MEMBER.findall(body) if m != "constructor"]
 
     def takes_nil(self, interface, selector, of_class):
         """At which arguments; None where the method is not among the declarations for TypeScript."""
-        body = self._bodies.get((interface.name, interface.name in self.protocols), "")
-        line = re.search(
-            rf"^  {'static ' if of_class else ''}{script_name(selector)}\??(?:<.*?>)?\((.*)\): .*;$", body, re.MULTILINE
-        )
+        line = self._line(interface, rf"{script_name(selector)}\??(?:<.*?>)?\((.*)\): .*;", of_class)
         if line is None:
             return None
         arguments = [argument for argument in parts(line[1], ",") if not argument.startswith("this: ")]
         return {index for index, argument in enumerate(arguments) if argument.endswith("| null")}
+
+    def gives_nil(self, interface, selector, of_class):
+        """Whether it is said that this method or getter may give nil."""
+        pattern = rf"(?:readonly |get )?{script_name(selector)}\??(?:(?:<.*?>)?\(.*\))?: [^(]*\| null;"
+        return self._line(interface, pattern, of_class) is not None
+
+    def _line(self, interface, pattern, of_class):
+        body = self._bodies.get((interface.name, interface.name in self.protocols), "")
+        return re.search(rf"^  {'static ' if of_class else ''}{pattern}$", body, re.MULTILINE)

@@ -3,7 +3,7 @@
     i8 u16 i64 f64 bool void           scalars by width and sign; an enumeration is i64 there, whatever it is based on
     id class NSURL protocol A,B        objects; instance is "of the receiver's class"
     Class SEL string void*             string is a C string
-    pointer T, struct CGRect, array T
+    pointer T, struct CGRect, array 5 T
     block R(A;B) function R(A;B)       with "..." last when variadic
 """
 import struct
@@ -59,8 +59,9 @@ class TypeReader:
         if kind in ("NSString", "NSMutableString"):
             return f"class {kind}", at, flags
         if kind == "array":
+            length = struct.unpack_from("<H", self.data, at)[0]
             element, at, _ = self.type(at + 2)
-            return f"array {element}", at, flags
+            return f"array {length} {element}", at, flags
         if kind == "pointer":
             pointee, at, _ = self.type(at)
             return f"pointer {pointee}", at, flags

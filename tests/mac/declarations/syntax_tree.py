@@ -10,7 +10,8 @@ from clang_types import ClangTypes, last_bracket
 from published_metadata import Interface, Property
 from published_types import signature_text
 
-OBJECTS = ("block ", "class ", "id", "protocol ")
+OBJECTS = ("block ", "class ", "id", "instance", "protocol ")
+VERSION = re.compile(rb"API_AVAILABLE\(macos\(([\d.]+)\)\)")
 VALUED_MACRO = re.compile(r'^#define (\w+) +\(?([-~]?\d\w*|@?"[^"]*")\)?$', re.MULTILINE)
 
 
@@ -21,28 +22,29 @@ class Declarations:
     classes: dict = field(default_factory=dict)
     protocols: dict = field(default_factory=dict)
     functions: dict = field(default_factory=dict)  # signatures
+    takes_nil: dict = field(default_factory=dict)  # of functions: the arguments that may be nil
     constants: dict = field(default_factory=dict)  # values, or types of what has none before it runs
     enumerations: dict = field(default_factory=dict)  # {member: value}; those without a name share ""
-    structures: dict = field(default_factory=dict)  # names of the fields
+    bases: dict = field(default_factory=dict)  # the types that enumerations with a name are based on
+    structures: dict = field(default_factory=dict)  # {field: type}
     typedefs: set = field(default_factory=set)
+    versions: dict = field(default_factory=dict)  # by "class A", "-[A b:]", "A.b", "enumerator C"...; or the owner's
     undated: list = field(default_factory=list)  # declared without the version that has them first
     frameworks: dict = field(default_factory=dict)
     macros: dict = field(default_factory=dict)  # of which the value is a number or a text
 
 
 def umbrella(sdk):
-    """A source that imports every framework, and what belongs to none."""
+    """A source that imports every framework."""
     for framework in sorted(sdk.glob("Frameworks/*.framework")):
         yield f"#import <{framework.stem}/{framework.stem}.h>"
-    for header in sorted(sdk.glob("usr/include/**/*.h")):
-        yield f"#include <{header.relative_to(sdk / 'usr/include')}>"
 
 
 def parse(sdk, system_headers, architecture="arm64"):
     """SYSTEM_HEADERS: folders of headers that are not ours. Raises what clang says of declarations with errors."""
     sdk = pathlib.Path(sdk).resolve()
     command = ["clang++-19", "-target", f"{architecture}-apple-macos12.0", "-std=c++20", "-fobjc-arc", "-nostdinc"]
-    command += ["-F", str(sdk / "Frameworks"), "-I", str(sdk / "usr/include")]
+    command += ["-F", str(sdk / "Frameworks")]
     for folder in system_headers:
         command += ["-isystem", str(folder)]
     with tempfile.TemporaryDirectory() as directory:
@@ -65,6 +67,7 @@ class TreeReader:
         self.types = ClangTypes()
         self._sdk = str(sdk)
         self._file = ""
+        self._text = b""  # of the file that the item is in
 
     def read(self, tree):
         items = [(node, self._place(node)) for node in self._top_level(tree)]
@@ -122,32 +125,56 @@ class TreeReader:
         found = self.declarations
         if is_forward(node):
             return
+        self._text = pathlib.Path(place).read_bytes()
         if name:
             framework = place.removeprefix(self._sdk).split(".framework")[0].rpartition("/")[2]
             found.frameworks.setdefault(name, framework if ".framework" in place else "")
         if kind == "ObjCInterfaceDecl":
-            self._read_interface(node, found.classes.setdefault(name, Interface(name)))
+            self._date(f"class {name}", node)
+            since = found.versions.get(f"class {name}")
+            self._read_interface(node, found.classes.setdefault(name, Interface(name)), since)
         elif kind == "ObjCCategoryDecl":
             name = node["interface"]["name"]
-            self._read_interface(node, found.classes.setdefault(name, Interface(name)))
+            since = self._version(node) or found.versions.get(f"class {name}")
+            self._read_interface(node, found.classes.setdefault(name, Interface(name)), since)
         elif kind == "ObjCProtocolDecl":
-            self._read_interface(node, found.protocols.setdefault(name, Interface(name)))
-            self._drop_optional(node, found.protocols[name], pathlib.Path(place).read_bytes())
+            self._date(f"protocol {name}", node)
+            since = found.versions.get(f"protocol {name}")
+            self._read_interface(node, found.protocols.setdefault(name, Interface(name)), since)
+            self._drop_optional(node, found.protocols[name])
         elif kind == "FunctionDecl":
-            found.functions[name] = self._function(node)
+            self._read_function(node)
         elif kind == "VarDecl":
+            self._date(f"constant {name}", node)
             value = value_of(node)
             found.constants[name] = self._type(node["type"]) if value is None else value
         elif kind == "EnumDecl":
-            found.enumerations.setdefault(enumeration_name(node), {}).update(members(node))
+            self._read_enumeration(node)
         elif kind == "CXXRecordDecl" and node.get("completeDefinition"):
-            found.structures[name] = [c["name"] for c in node["inner"] if c["kind"] == "FieldDecl"]
+            fields = [child for child in node["inner"] if child["kind"] == "FieldDecl"]
+            found.structures[name] = {child["name"]: self._type(child["type"]) for child in fields}
         elif kind == "TypedefDecl":
             found.typedefs.add(name)
             if "" in found.structures:  # the structure that this names
                 found.structures[name] = found.structures.pop("")
-        if kind in ("ObjCInterfaceDecl", "FunctionDecl", "VarDecl") and not (is_dated(node) or node.get("inline")):
-            found.undated.append(name)
+
+    def _version(self, node):
+        """What stands in API_AVAILABLE. The tree says only where that stands."""
+        for child in node.get("inner", []):
+            if child["kind"] == "AvailabilityAttr":
+                found = VERSION.match(self._text, child["range"]["begin"]["expansionLoc"]["offset"])
+                if found is None:
+                    raise ValueError(f"{node['name']}: what is not API_AVAILABLE(macos(...)) is not read")
+                return found[1].decode()
+        return None
+
+    def _date(self, declaration, node, inherited=None):
+        if any(child["kind"] == "UnavailableAttr" for child in node.get("inner", [])):
+            return
+        version = self._version(node) or inherited
+        if version is None:
+            self.declarations.undated.append(declaration)
+        self.declarations.versions[declaration] = version or ""  # what it has is then not said of one by one
 
     def _type(self, type_):
         sugared = type_["qualType"]
@@ -155,46 +182,82 @@ class TreeReader:
             return self.types.type(type_.get("desugaredQualType", sugared))
         return self.types.type(sugared)
 
-    def _function(self, node):
-        text = node["type"]["qualType"]
-        given = [self._type(child["type"]) for child in node.get("inner", []) if child["kind"] == "ParmVarDecl"]
-        return signature_text(self.types.type(text[: last_bracket(text)]), given, node.get("variadic", False))
+    def _read_function(self, node):
+        name, text = node["name"], node["type"]["qualType"]
+        given = [child["type"] for child in node.get("inner", []) if child["kind"] == "ParmVarDecl"]
+        types = [self._type(argument) for argument in given]
+        result = self.types.type(text[: last_bracket(text)])
+        self.declarations.functions[name] = signature_text(result, types, node.get("variadic", False))
+        takes_nil = {index for index, argument in enumerate(given) if is_nullable(argument["qualType"])}
+        self.declarations.takes_nil[name] = takes_nil
+        if not node.get("inline"):  # no library has it
+            self._date(f"function {name}", node)
 
-    def _read_interface(self, node, interface):
+    def _read_enumeration(self, node):
+        name, found = enumeration_name(node), self.declarations
+        found.enumerations.setdefault(name, {}).update(members(node))
+        enumerators = [child for child in node.get("inner", []) if child["kind"] == "EnumConstantDecl"]
+        if name and enumerators:
+            base = node["fixedUnderlyingType"]["qualType"]
+            found.bases[name] = self.types.type(self.types.typedefs[base] if base == name else base)
+            self._date(f"enumeration {name}", node)
+        since = found.versions.get(f"enumeration {name}") if name else self._version(node)
+        for child in enumerators:
+            self._date(f"enumerator {child['name']}", child, since)
+
+    def _read_interface(self, node, interface, since):
         interface.superclass = superclass_of(node) or interface.superclass
         interface.protocols += [p["name"] for p in node.get("protocols", []) if p["name"] not in interface.protocols]
         for child in node.get("inner", []):
             if child["kind"] == "ObjCPropertyDecl":
                 self._read_property(child, interface)
+                self._date(f"{interface.name}.{child['name']}", child, since)
             elif child["kind"] == "ObjCMethodDecl" and not child.get("isImplicit"):
-                arguments = [self._type(c["type"]) for c in child.get("inner", []) if c["kind"] == "ParmVarDecl"]
-                signature = signature_text(self._type(child["returnType"]), arguments, child.get("variadic", False))
-                method = child["name"], not child.get("instance", False)
-                interface.methods[method] = signature
-                interface.takes_nil[method] = {
-                    index
-                    for index, argument in enumerate(a for a in child.get("inner", []) if a["kind"] == "ParmVarDecl")
-                    if is_nullable(argument["type"]["qualType"]) and arguments[index].startswith(OBJECTS)
-                }
-                interface.required.add(child["name"])
+                self._read_method(child, interface)
+                of_class = not child.get("instance", False)
+                self._date(shown(interface.name, child["name"], of_class), child, since)
+
+    def _read_method(self, node, interface):
+        given = [child["type"] for child in node.get("inner", []) if child["kind"] == "ParmVarDecl"]
+        arguments, result = [self._type(argument) for argument in given], self._type(node["returnType"])
+        method = node["name"], not node.get("instance", False)
+        interface.methods[method] = signature_text(result, arguments, node.get("variadic", False))
+        interface.takes_nil[method] = {
+            index
+            for index, argument in enumerate(given)
+            if is_nullable(argument["qualType"]) and arguments[index].startswith(OBJECTS)
+        }
+        if result.startswith(OBJECTS):
+            interface.gives_nil[method] = is_nullable(node["returnType"]["qualType"])
+        interface.required.add(node["name"])
 
     def _read_property(self, node, interface):
         name = node["name"]
         getter = node.get("getter", {}).get("name", name)
         setter = node.get("setter", {}).get("name", f"set{name[:1].upper()}{name[1:]}:")
-        interface.properties[name] = Property(
-            getter, "" if node.get("readonly") else setter, self._type(node["type"]), node.get("class", False)
-        )
+        type_, of_class = self._type(node["type"]), node.get("class", False)
+        property_ = Property(getter, "" if node.get("readonly") else setter, type_, of_class)
+        interface.properties[name] = property_
+        if type_.startswith(OBJECTS):
+            nullable = is_nullable(node["type"]["qualType"])
+            takes_nil = nullable or node.get("null_resettable", False)
+            if property_.setter:
+                interface.takes_nil[property_.setter, of_class] = {0} if takes_nil else set()
+            if takes_nil == nullable:  # otherwise it gives something else for the nil that it takes
+                interface.gives_nil[getter, of_class] = nullable
         interface.required.add(name)
 
-    @staticmethod
-    def _drop_optional(node, protocol, text):
+    def _drop_optional(self, node, protocol):
         """The tree does not say which members are optional, so the header's text is asked."""
         start = node["range"]["begin"].get("offset", 0)
         for child in node.get("inner", []):
-            before = text[start : child.get("loc", {}).get("offset", start)]
+            before = self._text[start : child.get("loc", {}).get("offset", start)]
             if before.rfind(b"@optional") > before.rfind(b"@required"):
                 protocol.required.discard(child.get("name"))
+
+
+def shown(owner, selector, of_class):
+    return f"{'+' if of_class else '-'}[{owner} {selector}]"
 
 
 def enumeration_name(node):
@@ -241,7 +304,3 @@ def is_nullable(text):
     if "(^" in text:
         return re.match(r"(?:\s|__\w+)*_Nullable", text[text.index("(^") + 2 :]) is not None
     return re.search(r"_Nullable(?:\s+__\w+)*$", text) is not None
-
-
-def is_dated(node):
-    return any(child["kind"] == "AvailabilityAttr" for child in node.get("inner", []))

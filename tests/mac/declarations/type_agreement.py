@@ -23,7 +23,9 @@ def agree(ours, theirs, of=""):
         return True
     if kind == "protocol" and their_kind == "protocol":
         return {name.removesuffix("Protocol") for name in their_rest.split(",")} == set(rest.split(","))
-    if kind == "pointer" and their_kind in ("pointer", "array"):
+    if kind == "pointer" and their_kind == "array":  # an argument
+        return agree(rest, their_rest.partition(" ")[2], of)
+    if kind == "pointer" and their_kind == "pointer":
         return agree(rest, their_rest, of)
     if kind == their_kind and kind in ("block", "function"):
         return signatures_agree(rest, their_rest, of)

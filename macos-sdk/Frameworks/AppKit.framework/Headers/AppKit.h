@@ -11,6 +11,7 @@
 #include <AppKit/NSBezierPath.h>
 #include <AppKit/NSButton.h>
 #include <AppKit/NSButtonCell.h>
+#include <AppKit/NSCell.h>
 #include <AppKit/NSColor.h>
 #include <AppKit/NSControl.h>
 #include <AppKit/NSFont.h>
@@ -20,6 +21,7 @@
 #include <AppKit/NSGraphicsContext.h>
 #include <AppKit/NSMenu.h>
 #include <AppKit/NSMenuItem.h>
+#include <AppKit/NSParagraphStyle.h>
 #include <AppKit/NSResponder.h>
 #include <AppKit/NSRunningApplication.h>
 #include <AppKit/NSShadow.h>

@@ -17,16 +17,16 @@ typedef NS_ENUM(NSInteger, NSApplicationActivationPolicy) {
 typedef NS_ENUM(NSUInteger, NSApplicationTerminateReply) {
     NSTerminateCancel = 0,
     NSTerminateNow = 1,
-};
+} API_AVAILABLE(macos(10.0));
 
-API_AVAILABLE(macos(10.6))
+API_AVAILABLE(macos(10.0))
 @protocol NSApplicationDelegate <NSObject>
 @optional
 - (void)applicationDidFinishLaunching:(NSNotification*)notification;
 - (NSApplicationTerminateReply)applicationShouldTerminate:(NSApplication*)sender;
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender;
 - (BOOL)applicationSupportsSecureRestorableState:(NSApplication*)application API_AVAILABLE(macos(12.0));
-- (void)applicationWillTerminate:(NSNotification*)notification;
+- (void)applicationWillTerminate:(NSNotification*)notification API_AVAILABLE(macos(10.10));
 @end
 
 API_AVAILABLE(macos(10.0))

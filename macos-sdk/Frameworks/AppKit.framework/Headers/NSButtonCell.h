@@ -3,5 +3,5 @@
 #include <AppKit/AppKitDefines.h>
 
 typedef NS_ENUM(NSUInteger, NSBezelStyle) {
-    NSBezelStyleRounded API_AVAILABLE(macos(10.12)) = 1,
-};
+    NSBezelStyleRounded = 1,
+} API_AVAILABLE(macos(10.0));

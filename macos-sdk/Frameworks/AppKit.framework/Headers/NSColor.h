@@ -8,7 +8,7 @@ NS_ASSUME_NONNULL_BEGIN
 API_AVAILABLE(macos(10.0))
 @interface NSColor : NSObject <NSCopying, NSSecureCoding>
 + (NSColor*)colorWithCalibratedRed:(CGFloat)red green:(CGFloat)green blue:(CGFloat)blue alpha:(CGFloat)alpha;
-- (void)setFill API_AVAILABLE(macos(10.4));
+- (void)setFill;
 @end
 
 NS_ASSUME_NONNULL_END

@@ -3,6 +3,7 @@
 #include <AppKit/NSText.h>
 #include <AppKit/NSView.h>
 
+@class NSCell;
 @class NSFont;
 
 NS_ASSUME_NONNULL_BEGIN
@@ -11,6 +12,7 @@ API_AVAILABLE(macos(10.0))
 @interface NSControl : NSView
 @property NSTextAlignment alignment;
 @property NSWritingDirection baseWritingDirection;
+@property(nullable, strong) __kindof NSCell* cell;
 @property(getter=isEnabled) BOOL enabled;
 @property(nullable, strong) NSFont* font;
 @property(copy) NSString* stringValue;

@@ -7,7 +7,7 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NS_OPTIONS(NSUInteger, NSGradientDrawingOptions) {
     NSGradientDrawsBeforeStartingLocation = 1,
     NSGradientDrawsAfterEndingLocation = 2,
-};
+} API_AVAILABLE(macos(10.0));
 
 API_AVAILABLE(macos(10.5))
 @interface NSGradient : NSObject <NSCopying, NSSecureCoding>

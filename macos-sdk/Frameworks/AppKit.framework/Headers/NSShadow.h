@@ -4,7 +4,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-API_AVAILABLE(macos(10.3))
+API_AVAILABLE(macos(10.0))
 @interface NSShadow : NSObject <NSCopying, NSSecureCoding>
 @property CGFloat shadowBlurRadius;
 @property(nullable, copy) NSColor* shadowColor;

@@ -11,9 +11,9 @@ typedef NS_ENUM(NSInteger, NSTextAlignment) {
 #else
     NSTextAlignmentRight = 1,
 #endif
-};
+} API_AVAILABLE(macos(10.0));
 
 typedef NS_ENUM(NSInteger, NSWritingDirection) {
     NSWritingDirectionLeftToRight = 0,
     NSWritingDirectionRightToLeft = 1,
-};
+} API_AVAILABLE(macos(10.0));

@@ -11,7 +11,7 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NS_OPTIONS(NSUInteger, NSAutoresizingMaskOptions) {
     NSViewWidthSizable = 2,
     NSViewHeightSizable = 16,
-};
+} API_AVAILABLE(macos(10.0));
 
 API_AVAILABLE(macos(10.0))
 @interface NSView : NSResponder <NSAppearanceCustomization, NSAccessibility>

@@ -15,8 +15,9 @@ typedef NS_OPTIONS(NSUInteger, NSWindowStyleMask) {
     NSWindowStyleMaskClosable = 1 << 1,
     NSWindowStyleMaskMiniaturizable = 1 << 2,
     NSWindowStyleMaskFullSizeContentView API_AVAILABLE(macos(10.10)) = 1 << 15,
-} API_AVAILABLE(macos(10.12));
+} API_AVAILABLE(macos(10.0));
 
+API_AVAILABLE(macos(10.0))
 @protocol NSWindowDelegate <NSObject>
 @optional
 - (BOOL)windowShouldClose:(NSWindow*)sender;
@@ -28,6 +29,7 @@ API_AVAILABLE(macos(10.0))
 @property(nullable, strong) __kindof NSView* contentView;
 @property(nullable, weak) id<NSWindowDelegate> delegate;
 @property(getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
+@property BOOL preventsApplicationTerminationWhenModal API_AVAILABLE(macos(10.6));
 @property(copy) NSString* title;
 @property BOOL titlebarAppearsTransparent API_AVAILABLE(macos(10.10));
 - (instancetype)initWithContentRect:(NSRect)content

@@ -9,7 +9,7 @@ typedef const struct CF_BRIDGED_TYPE(NSNumber) __CFNumber* CFNumberRef;
 
 typedef CF_ENUM(CFIndex, CFNumberType) {
     kCFNumberSInt64Type = 4,
-};
+} API_AVAILABLE(macos(10.0));
 
 CFTypeID CFBooleanGetTypeID(void) API_AVAILABLE(macos(10.0));
 Boolean CFNumberIsFloatType(CFNumberRef number) API_AVAILABLE(macos(10.0));

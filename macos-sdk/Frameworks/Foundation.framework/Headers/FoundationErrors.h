@@ -9,11 +9,11 @@ NS_ENUM(NSInteger){
     NSFileReadNoPermissionError = 257,
     NSFileReadNoSuchFileError = 260,
     NSFileReadInapplicableStringEncodingError = 261,
-    NSFileReadTooLargeError = 263,
+    NSFileReadTooLargeError API_AVAILABLE(macos(10.5)) = 263,
     NSFileWriteUnknownError = 512,
     NSFileWriteNoPermissionError = 513,
     NSFileWriteInvalidFileNameError = 514,
-    NSFileWriteFileExistsError = 516,
+    NSFileWriteFileExistsError API_AVAILABLE(macos(10.7)) = 516,
     NSFileWriteOutOfSpaceError = 640,
-    NSFileWriteVolumeReadOnlyError = 642,
-};
+    NSFileWriteVolumeReadOnlyError API_AVAILABLE(macos(10.6)) = 642,
+} API_AVAILABLE(macos(10.0));

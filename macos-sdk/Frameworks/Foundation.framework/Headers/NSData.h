@@ -8,6 +8,7 @@ NS_ASSUME_NONNULL_BEGIN
 API_AVAILABLE(macos(10.0))
 @interface NSData : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
 @property(readonly) NSUInteger length;
+@property(readonly) const void* bytes NS_RETURNS_INNER_POINTER;
 - (void)enumerateByteRangesUsingBlock:(void(NS_NOESCAPE ^)(const void* bytes, NSRange byteRange, BOOL* stop))
                                           block API_AVAILABLE(macos(10.9));
 - (instancetype)initWithBytesNoCopy:(void*)bytes length:(NSUInteger)length freeWhenDone:(BOOL)freeWhenDone;

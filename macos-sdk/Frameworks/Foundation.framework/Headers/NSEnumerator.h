@@ -9,6 +9,7 @@ typedef struct {
     unsigned long extra[5];
 } NSFastEnumerationState;
 
+API_AVAILABLE(macos(10.0))
 @protocol NSFastEnumeration
 - (NSUInteger)countByEnumeratingWithState:(nonnull NSFastEnumerationState*)state
                                   objects:(id __unsafe_unretained _Nullable[_Nonnull])buffer

@@ -10,7 +10,7 @@ NS_ASSUME_NONNULL_BEGIN
 
 typedef NS_ENUM(NSUInteger, NSNumberFormatterStyle) {
     NSNumberFormatterPercentStyle = 3,
-};
+} API_AVAILABLE(macos(10.0));
 
 API_AVAILABLE(macos(10.0))
 @interface NSNumberFormatter : NSFormatter

@@ -16,5 +16,9 @@
 
 @class NSString;
 
+typedef NS_ENUM(NSInteger, NSQualityOfService) {
+    NSQualityOfServiceUserInitiated = 0x19,
+} API_AVAILABLE(macos(10.10));
+
 FOUNDATION_EXPORT void NSLog(NSString* _Nonnull format, ...) NS_FORMAT_FUNCTION(1, 2)
     API_AVAILABLE(macos(10.0));

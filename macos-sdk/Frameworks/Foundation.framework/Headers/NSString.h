@@ -9,7 +9,7 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NSUInteger NSStringEncoding;
 NS_ENUM(NSStringEncoding){
     NSUTF8StringEncoding = 4,
-};
+} API_AVAILABLE(macos(10.0));
 
 API_AVAILABLE(macos(10.0))
 @interface NSString : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>

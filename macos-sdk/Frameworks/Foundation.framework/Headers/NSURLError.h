@@ -4,7 +4,7 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-FOUNDATION_EXPORT NSErrorDomain const NSURLErrorDomain API_AVAILABLE(macos(10.2));
+FOUNDATION_EXPORT NSErrorDomain const NSURLErrorDomain API_AVAILABLE(macos(10.0));
 
 NS_ENUM(NSInteger){
     NSURLErrorUnknown = -1,
@@ -23,11 +23,11 @@ NS_ENUM(NSInteger){
     NSURLErrorCannotDecodeRawData = -1015,
     NSURLErrorCannotDecodeContentData = -1016,
     NSURLErrorCannotParseResponse = -1017,
-    NSURLErrorInternationalRoamingOff = -1018,
-    NSURLErrorCallIsActive = -1019,
-    NSURLErrorDataNotAllowed = -1020,
-    NSURLErrorAppTransportSecurityRequiresSecureConnection = -1022,
-    NSURLErrorDataLengthExceedsMaximum = -1103,
+    NSURLErrorInternationalRoamingOff API_AVAILABLE(macos(10.7)) = -1018,
+    NSURLErrorCallIsActive API_AVAILABLE(macos(10.7)) = -1019,
+    NSURLErrorDataNotAllowed API_AVAILABLE(macos(10.7)) = -1020,
+    NSURLErrorAppTransportSecurityRequiresSecureConnection API_AVAILABLE(macos(10.11)) = -1022,
+    NSURLErrorDataLengthExceedsMaximum API_AVAILABLE(macos(10.5)) = -1103,
     NSURLErrorSecureConnectionFailed = -1200,
     NSURLErrorServerCertificateHasBadDate = -1201,
     NSURLErrorServerCertificateUntrusted = -1202,
@@ -35,6 +35,6 @@ NS_ENUM(NSInteger){
     NSURLErrorServerCertificateNotYetValid = -1204,
     NSURLErrorClientCertificateRejected = -1205,
     NSURLErrorClientCertificateRequired = -1206,
-};
+} API_AVAILABLE(macos(10.0));
 
 NS_ASSUME_NONNULL_END

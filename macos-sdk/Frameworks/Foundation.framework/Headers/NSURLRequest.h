@@ -10,7 +10,7 @@ NS_ASSUME_NONNULL_BEGIN
 
 typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy) {
     NSURLRequestReloadIgnoringLocalCacheData = 1,
-};
+} API_AVAILABLE(macos(10.0));
 
 API_AVAILABLE(macos(10.2))
 @interface NSURLRequest : NSObject <NSSecureCoding, NSCopying, NSMutableCopying>

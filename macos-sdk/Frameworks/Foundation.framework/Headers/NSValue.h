@@ -14,6 +14,7 @@ API_AVAILABLE(macos(10.0))
 @property(readonly) double doubleValue;
 @property(readonly) long long longLongValue;
 + (NSNumber*)numberWithDouble:(double)value;
++ (NSNumber*)numberWithInteger:(NSInteger)value API_AVAILABLE(macos(10.5));
 @end
 
 NS_ASSUME_NONNULL_END

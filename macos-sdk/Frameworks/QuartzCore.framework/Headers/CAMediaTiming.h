@@ -2,6 +2,7 @@
 
 #include <QuartzCore/CABase.h>
 
+API_AVAILABLE(macos(10.5))
 @protocol CAMediaTiming
 @property BOOL autoreverses;
 @property CFTimeInterval duration;

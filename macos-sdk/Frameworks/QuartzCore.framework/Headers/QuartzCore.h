@@ -4,3 +4,4 @@
 #include <QuartzCore/CABase.h>
 #include <QuartzCore/CALayer.h>
 #include <QuartzCore/CAMediaTiming.h>
+#include <QuartzCore/CATransaction.h>

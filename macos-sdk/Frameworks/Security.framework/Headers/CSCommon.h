@@ -5,10 +5,10 @@
 CF_EXTERN_C_BEGIN
 
 typedef const struct CF_BRIDGED_TYPE(id) __SecCode* SecStaticCodeRef;
-typedef const struct CF_BRIDGED_TYPE(id) __SecRequirement* SecRequirementRef;
+typedef struct CF_BRIDGED_TYPE(id) __SecRequirement* SecRequirementRef;
 
 typedef CF_OPTIONS(uint32_t, SecCSFlags) {
     kSecCSDefaultFlags = 0,
-};
+} API_AVAILABLE(macos(10.0));
 
 CF_EXTERN_C_END

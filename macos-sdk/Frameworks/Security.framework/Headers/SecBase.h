@@ -4,4 +4,4 @@
 
 CF_ENUM(OSStatus){
     errSecSuccess = 0,
-};
+} API_AVAILABLE(macos(10.0));

@@ -8,7 +8,7 @@ CF_EXTERN_C_BEGIN
 
 OSStatus SecRequirementCreateWithString(CFStringRef text, SecCSFlags flags,
                                         SecRequirementRef _Nullable* _Nonnull CF_RETURNS_RETAINED requirement)
-    API_AVAILABLE(macos(10.6));
+    API_AVAILABLE(macos(10.0));
 
 CF_EXTERN_C_END
 CF_ASSUME_NONNULL_END

@@ -18,7 +18,8 @@ struct HttpHeader {
     std::string value;
 };
 
-// One GET. Nothing is cached, stored or sent but what stands here and what the transport itself needs.
+// One GET. Nothing is cached or stored, and nothing is sent but what stands here and what the transport says
+// to everybody.
 struct HttpRequest {
     Url url;
     std::vector<HttpHeader> headers;
@@ -63,7 +64,8 @@ protected:
     ~HttpDelegate() = default;
 };
 
-// A transfer under way. Destroying it cancels what is outstanding and waits until no call can come any more.
+// A transfer under way. Destroying it cancels what is outstanding and waits until no call can come any more:
+// not from a call of the delegate, which would wait for itself.
 class HttpTask {
 public:
     virtual ~HttpTask() = default;

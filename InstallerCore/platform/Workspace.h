@@ -9,8 +9,7 @@ class Workspace {
 public:
     virtual ~Workspace() = default;
 
-    // Whether any process other than this one runs from a bundle with the identifier, wherever the bundle
-    // lies.
+    // Whether any process other than this one runs from a bundle with the identifier, wherever that lies.
     // Throws PlatformError when that cannot be told.
     [[nodiscard]] virtual bool isRunning(const std::string& bundleIdentifier) const = 0;
 };

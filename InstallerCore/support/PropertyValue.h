@@ -39,6 +39,11 @@ struct PropertyValue {
     [[nodiscard]] const PropertyDictionary* dictionary() const {
         return std::get_if<PropertyDictionary>(&value);
     }
+
+    // Of one kind and equal in all that they hold. (Defaulted, it would ask for itself.)
+    friend bool operator==(const PropertyValue& left, const PropertyValue& right) {
+        return left.value == right.value;
+    }
 };
 
 // The member of that name, or null.

@@ -2,11 +2,13 @@
 
 #include "hosts/shared/FoundationErrorCodes.h"
 
+#include <cerrno>
+
 namespace InstallerCore {
 
 namespace {
 
-// The numbers of the table are those of the system.
+// The numbers of the tables are those of the system.
 static_assert(urlErrorCodeOf(NSURLErrorUnknown) == UrlErrorCode::unknown);
 static_assert(urlErrorCodeOf(NSURLErrorCancelled) == UrlErrorCode::cancelled);
 static_assert(urlErrorCodeOf(NSURLErrorTimedOut) == UrlErrorCode::timedOut);
@@ -36,6 +38,17 @@ static_assert(urlErrorCodeOf(NSURLErrorServerCertificateHasBadDate) == UrlErrorC
 static_assert(urlErrorCodeOf(NSURLErrorServerCertificateUntrusted) == UrlErrorCode::certificateRejected);
 static_assert(urlErrorCodeOf(NSURLErrorServerCertificateHasUnknownRoot) == UrlErrorCode::certificateRejected);
 static_assert(urlErrorCodeOf(NSURLErrorServerCertificateNotYetValid) == UrlErrorCode::certificateRejected);
+
+static_assert(urlErrorCodeOfErrno(EPIPE) == UrlErrorCode::connectionLost);
+static_assert(urlErrorCodeOfErrno(ECONNABORTED) == UrlErrorCode::connectionLost);
+static_assert(urlErrorCodeOfErrno(ECONNRESET) == UrlErrorCode::connectionLost);
+static_assert(urlErrorCodeOfErrno(ENOTCONN) == UrlErrorCode::connectionLost);
+static_assert(urlErrorCodeOfErrno(ENETDOWN) == UrlErrorCode::cannotConnect);
+static_assert(urlErrorCodeOfErrno(ENETUNREACH) == UrlErrorCode::cannotConnect);
+static_assert(urlErrorCodeOfErrno(ECONNREFUSED) == UrlErrorCode::cannotConnect);
+static_assert(urlErrorCodeOfErrno(EHOSTDOWN) == UrlErrorCode::cannotConnect);
+static_assert(urlErrorCodeOfErrno(EHOSTUNREACH) == UrlErrorCode::cannotConnect);
+static_assert(urlErrorCodeOfErrno(ETIMEDOUT) == UrlErrorCode::timedOut);
 
 static_assert(fileErrorCodeOf(NSFileNoSuchFileError) == FileErrorCode::noSuchFile);
 static_assert(fileErrorCodeOf(NSFileReadUnknownError) == FileErrorCode::readUnknown);

@@ -13,8 +13,9 @@
 // Our values as Foundation's and back. For Objective-C++ only. Any thread.
 namespace InstallerCore {
 
-// Empty when the text is not UTF-8.
+// Empty when the text is not UTF-8; nil in fromUtf8().
 [[nodiscard]] NSString* _Nonnull toNSString(std::string_view text);
+[[nodiscard]] NSString* _Nullable fromUtf8(std::string_view text);
 
 // Empty for nil, and for halves of characters, which UTF-8 has no form for; absent for those in toUtf8().
 [[nodiscard]] std::string toString(NSString* _Nullable string);

@@ -1,12 +1,19 @@
 #include "hosts/macos/FoundationValues.h"
 
+#include "InstallerCore/support/UnicodeText.h"
+
 namespace InstallerCore {
 
 NSString* toNSString(std::string_view text) {
-    NSString* const string = [[NSString alloc] initWithBytes:text.data()
-                                                      length:text.size()
-                                                    encoding:NSUTF8StringEncoding];
+    NSString* const string = fromUtf8(text);
     return string == nil ? @"" : string;
+}
+
+NSString* fromUtf8(std::string_view text) {
+    if (!isUtf8(text)) { // by our own judgement
+        return nil;
+    }
+    return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
 }
 
 std::string toString(NSString* string) {
@@ -18,13 +25,7 @@ std::optional<std::string> toUtf8(NSString* string) {
     if (utf8 == nil) {
         return std::nullopt;
     }
-    std::string text;
-    text.reserve(utf8.length); // so that nothing throws in the block, which is called by Foundation
-    std::string* const result = &text;
-    [utf8 enumerateByteRangesUsingBlock:^(const void* bytes, NSRange range, BOOL*) {
-        result->append(static_cast<const char*>(bytes), range.length);
-    }];
-    return text;
+    return std::string(static_cast<const char*>(utf8.bytes), utf8.length);
 }
 
 NSData* toNSData(ByteView bytes) {

@@ -1,6 +1,5 @@
 #include "hosts/macos/HttpUrlSession.h"
 
-#include "InstallerCore/support/UnicodeText.h"
 #include "hosts/macos/FoundationErrors.h"
 #include "hosts/macos/FoundationValues.h"
 #include "hosts/shared/UrlSessionExchange.h"
@@ -170,10 +169,12 @@ NSURLRequest* requestFrom(const HttpRequest& request, const HttpTimeouts& timeou
                                 cachePolicy:NSURLRequestReloadIgnoringLocalCacheData
                             timeoutInterval:seconds(timeouts.idle)];
     for (const HttpHeader& header : request.headers) {
-        if (!isUtf8(header.name) || !isUtf8(header.value)) {
+        NSString* const name = fromUtf8(header.name);
+        NSString* const value = fromUtf8(header.value);
+        if (name == nil || value == nil) {
             throw PlatformError(UrlErrorCode::unknown);
         }
-        [result setValue:toNSString(header.value) forHTTPHeaderField:toNSString(header.name)];
+        [result setValue:value forHTTPHeaderField:name];
     }
     return result;
 }
@@ -186,6 +187,7 @@ std::unique_ptr<HttpTask> HttpUrlSession::start(HttpRequest request, HttpDelegat
         KavioTransferDelegate* const receiver = [[KavioTransferDelegate alloc] initWithDelegate:delegate];
         NSOperationQueue* const queue = [[NSOperationQueue alloc] init];
         queue.maxConcurrentOperationCount = 1;
+        queue.qualityOfService = NSQualityOfServiceUserInitiated; // of its own it would be for the background
         NSURLSession* const session = [NSURLSession sessionWithConfiguration:configuration(timeouts_)
                                                                     delegate:receiver
                                                                delegateQueue:queue];

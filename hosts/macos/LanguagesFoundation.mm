@@ -1,6 +1,5 @@
 #include "hosts/macos/LanguagesFoundation.h"
 
-#include "InstallerCore/support/UnicodeText.h"
 #include "hosts/macos/FoundationValues.h"
 
 namespace InstallerCore {
@@ -16,12 +15,13 @@ std::vector<std::string> LanguagesFoundation::preferred() const {
 }
 
 std::string LanguagesFoundation::percent(double fraction, const std::string& language) const {
-    if (!isUtf8(language)) {
-        return {};
-    }
     @autoreleasepool {
+        NSString* const identifier = fromUtf8(language);
+        if (identifier == nil) {
+            return {};
+        }
         NSNumberFormatter* const formatter = [[NSNumberFormatter alloc] init];
-        formatter.locale = [NSLocale localeWithLocaleIdentifier:toNSString(language)];
+        formatter.locale = [NSLocale localeWithLocaleIdentifier:identifier];
         formatter.numberStyle = NSNumberFormatterPercentStyle;
         formatter.minimumFractionDigits = 1;
         formatter.maximumFractionDigits = 1;

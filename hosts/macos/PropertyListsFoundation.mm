@@ -4,6 +4,8 @@
 #include "hosts/macos/FoundationValues.h"
 #include "hosts/shared/PropertyListDocument.h"
 
+#include <utility>
+
 namespace InstallerCore {
 
 namespace {
@@ -21,14 +23,8 @@ std::string text(NSString* string) {
 }
 
 PropertyValue data(NSData* bytes) {
-    Bytes value;
-    value.reserve(bytes.length); // so that nothing throws in the block, which is called by Foundation
-    Bytes* const result = &value;
-    [bytes enumerateByteRangesUsingBlock:^(const void* begin, NSRange range, BOOL*) {
-        const ByteView piece(static_cast<const std::byte*>(begin), range.length);
-        result->insert(result->end(), piece.begin(), piece.end());
-    }];
-    return {std::move(value)};
+    const auto* const begin = static_cast<const std::byte*>(bytes.bytes);
+    return {Bytes(begin, begin + bytes.length)};
 }
 
 PropertyValue number(NSNumber* object) {

@@ -1,6 +1,5 @@
 #include "hosts/macos/SystemLogMac.h"
 
-#include "InstallerCore/support/UnicodeText.h"
 #include "hosts/macos/FoundationValues.h"
 #include "hosts/shared/LogLine.h"
 
@@ -11,7 +10,8 @@ namespace InstallerCore {
 void SystemLogMac::write(std::string_view line) noexcept {
     @autoreleasepool {
         try {
-            NSLog(@"%@", isUtf8(line) ? toNSString(logLine(line)) : @"Installer: a line that is not UTF-8");
+            NSString* const text = fromUtf8(logLine(line));
+            NSLog(@"%@", text == nil ? @"Installer: a line that is not UTF-8" : text);
         } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): want of memory
         }
     }

@@ -30,8 +30,15 @@ int makeClosingPipe(std::array<int, 2>& ends) {
         return -1;
     }
     // A child that another thread starts just now inherits nothing all the same: see closingSpawnFlag().
-    ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-    ::fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+    for (const int end : ends) {
+        if (::fcntl(end, F_SETFD, FD_CLOEXEC) != 0) {
+            const int reason = errno;
+            ::close(ends[0]);
+            ::close(ends[1]);
+            errno = reason;
+            return -1;
+        }
+    }
     return 0;
 }
 

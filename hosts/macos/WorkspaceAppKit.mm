@@ -9,7 +9,7 @@ namespace InstallerCore {
 
 bool WorkspaceAppKit::isRunning(const std::string& bundleIdentifier) const {
     @autoreleasepool {
-        NSString* const identifier = toNSString(bundleIdentifier);
+        NSString* const identifier = fromUtf8(bundleIdentifier);
         if (identifier.length == 0) { // which is no application's
             return false;
         }

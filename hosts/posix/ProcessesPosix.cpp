@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <csignal>
 #include <span>
+#include <utility>
 
 extern char** environ; // NOLINT(readability-redundant-declaration): not every system's header has it
 
@@ -156,12 +157,26 @@ struct Pipe {
     Descriptor writing;
 };
 
+// The same, but not in the place of a standard stream that this process has closed: a child would be given
+// it for its own.
+Descriptor aboveStreams(Descriptor end) {
+    constexpr int first = STDERR_FILENO + 1;
+    Descriptor result =
+        end.get() >= first ? std::move(end) : Descriptor(::fcntl(end.get(), F_DUPFD_CLOEXEC, first));
+    if (result.get() < 0) {
+        throw PlatformError(ProcessErrorCode::cannotLaunch);
+    }
+    return result;
+}
+
 Pipe makePipe() {
     std::array<int, 2> ends{};
     if (makeClosingPipe(ends) != 0) {
         throw PlatformError(ProcessErrorCode::cannotLaunch);
     }
-    return {.reading = Descriptor(ends[0]), .writing = Descriptor(ends[1])};
+    Pipe pipe{.reading = Descriptor(ends[0]), .writing = Descriptor(ends[1])};
+    return {.reading = aboveStreams(std::move(pipe.reading)),
+            .writing = aboveStreams(std::move(pipe.writing))};
 }
 
 } // namespace

@@ -13,8 +13,15 @@ bool UrlSessionExchange::isSecure(const Url& address) {
     return address.scheme() && std::ranges::equal(*address.scheme(), https, {}, Ascii::lowerCase);
 }
 
+bool UrlSessionExchange::goesOn(bool inOrder) noexcept {
+    if (!isOver() && !inOrder) {
+        end(UrlErrorCode::badServerResponse);
+    }
+    return !isOver();
+}
+
 UrlSessionExchange::Redirect UrlSessionExchange::redirect(const std::string& address) {
-    if (isOver()) {
+    if (!goesOn(!responded_)) {
         return Redirect::end;
     }
     if (delegate_.redirect(address) == HttpDelegate::Disposition::cancel || address.empty()) {
@@ -29,10 +36,7 @@ UrlSessionExchange::Redirect UrlSessionExchange::redirect(const std::string& add
 }
 
 HttpDelegate::Disposition UrlSessionExchange::response(const HttpResponse& response) noexcept {
-    if (!isOver() && responded_) { // a body of several parts brings one for each
-        end(UrlErrorCode::badServerResponse);
-    }
-    if (isOver()) {
+    if (!goesOn(!responded_)) { // a body of several parts brings one for each
         return HttpDelegate::Disposition::cancel;
     }
     responded_ = true;
@@ -44,10 +48,7 @@ HttpDelegate::Disposition UrlSessionExchange::response(const HttpResponse& respo
 }
 
 HttpDelegate::Disposition UrlSessionExchange::data(ByteView chunk) noexcept {
-    if (!isOver() && !responded_) {
-        end(UrlErrorCode::badServerResponse);
-    }
-    if (isOver()) {
+    if (!goesOn(responded_)) {
         return HttpDelegate::Disposition::cancel;
     }
     if (chunk.empty()) {

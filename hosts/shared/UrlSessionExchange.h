@@ -45,8 +45,11 @@ public:
 private:
     [[nodiscard]] bool isOver() const { return ending_.has_value() || completed_; }
 
+    // Whether the transfer is to go on, which it is not after a call out of order.
+    [[nodiscard]] bool goesOn(bool inOrder) noexcept;
+
     // The first reason counts.
-    void end(UrlErrorCode reason) { ending_ = ending_.value_or(reason); }
+    void end(UrlErrorCode reason) noexcept { ending_ = ending_.value_or(reason); }
 
     HttpDelegate& delegate_;
     int redirects_ = 0;

@@ -25,6 +25,30 @@ TEST(PropertyValueTest, ValueIsOfItsKindOnly) {
     EXPECT_EQ(values[6].array()->size(), 1U);
 }
 
+TEST(PropertyValueTest, OnlyTheSameContentOfTheSameKindIsEqual) {
+    const auto nested = [](bool innermost) {
+        return PropertyValue{PropertyDictionary{{"list", {PropertyArray{{innermost}}}}}};
+    };
+    const PropertyValue values[] = {{PropertyOther()},
+                                    {false},
+                                    {std::int64_t{0}},
+                                    {0.0},
+                                    {0.5},
+                                    {std::string()},
+                                    {Bytes()},
+                                    {toBytes("data")},
+                                    {PropertyArray()},
+                                    {PropertyDictionary()},
+                                    nested(false),
+                                    nested(true)};
+    for (const PropertyValue& left : values) {
+        for (const PropertyValue& right : values) {
+            EXPECT_EQ(left == right, &left == &right) << &left - values << ' ' << &right - values;
+        }
+        EXPECT_EQ(left, PropertyValue(left));
+    }
+}
+
 TEST(PropertyValueTest, MemberIsFoundByItsExactName) {
     const PropertyDictionary dictionary{{"", {std::int64_t{1}}}, {"key", {std::int64_t{2}}}};
     EXPECT_EQ(*member(dictionary, "")->integer(), 1);

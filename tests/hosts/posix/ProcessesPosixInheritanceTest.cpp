@@ -106,6 +106,19 @@ TEST(ProcessesPosixInheritanceTest, OwnStandardStreamsMayBeClosed) {
     }
 }
 
+// Whatever a system does with a descriptor of ours that has the number of a child's stream.
+TEST(ProcessesPosixInheritanceTest, PipeTakesNoPlaceOfAStandardStream) {
+    runInChild([] {
+        const int kept = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 10);
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        const ProcessResult result =
+            runShell("cd /proc/$PPID/fd; for n in 0 1 2; do [ -e $n ] && echo $n; done");
+        ::dup2(kept, STDOUT_FILENO);
+        EXPECT_EQ(asText(result.output), "2\n");
+    });
+}
+
 TEST(ProcessesPosixInheritanceTest, InstanceLockIsNotInherited) {
     Testing::TestPlatform test;
     const auto cache = privateCache(test.platform);

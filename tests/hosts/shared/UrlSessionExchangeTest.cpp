@@ -145,6 +145,13 @@ TEST_F(UrlSessionExchangeTest, SecondResponseEndsTheTransfer) {
     expectEnd(UrlErrorCode::cancelled, UrlErrorCode::badServerResponse);
 }
 
+TEST_F(UrlSessionExchangeTest, RedirectAfterAResponseEndsTheTransfer) {
+    respond();
+    EXPECT_EQ(exchange_.redirect("https://a.example/"), Redirect::end);
+    EXPECT_EQ(exchange_.data(bytes("a")), cancel);
+    expectEnd(UrlErrorCode::cancelled, UrlErrorCode::badServerResponse);
+}
+
 TEST_F(UrlSessionExchangeTest, BodyWithoutAResponseEndsTheTransfer) {
     EXPECT_EQ(exchange_.data(bytes("a")), cancel);
     expectEnd(UrlErrorCode::cancelled, UrlErrorCode::badServerResponse);

@@ -2,17 +2,15 @@
 #include "InstallerCore/platform/Folders.h"
 #include "InstallerCore/platform/Processes.h"
 #include "InstallerCore/platform/ReadText.h"
-#include "hosts/macos/contract/Contract.h"
-#include "hosts/posix/Descriptor.h"
+#include "hosts/contract/Contract.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
 
-#include <cstdlib>
+#include <charconv>
+#include <chrono>
+#include <optional>
 
-namespace InstallerCore::MacContract {
+namespace InstallerCore::HostContract {
 
 namespace {
 
@@ -21,30 +19,30 @@ mode_t permissionsOf(const std::filesystem::path& path) {
     return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+constexpr std::size_t longest = 1'000'000;
+
 std::string contentOf(Directory& directory, const std::string& name) {
-    constexpr std::size_t longest = 1'000'000;
     return readText(directory, name, longest);
+}
+
+// The bytes that a user can still write on the volume, as the system's own program tells them.
+std::optional<double> spaceByDf(const Platform& platform, const std::filesystem::path& path) {
+    const ProcessResult result = platform.processes.run(
+        platform.paths.shell, {"-c", "df -Pk \"$1\" | awk 'NR == 2 { print $4 }'", "sh", path},
+        Processes::ErrorOutput::inherited);
+    const std::string_view text = asText(result.output);
+    constexpr double block = 1024;
+    std::int64_t blocks = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), blocks);
+    return error == std::errc() ? std::optional(static_cast<double>(blocks) * block) : std::nullopt;
 }
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "kavio-contract-XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw PlatformError(FileErrorCode::writeUnknown);
-    }
-    path_ = std::filesystem::canonical(name);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 void checkFiles(Contract& contract) {
     Files& files = contract.platform().files;
     const TemporaryFolder folder;
-    contract.that("there is a home directory", std::filesystem::is_directory(files.homeDirectory()));
+    contract.that("the home directory is the user's", files.homeDirectory() == contract.surroundings().home);
 
     files.createDirectory(folder.path() / "a" / "b");
     contract.that("a new directory is its owner's only", permissionsOf(folder.path() / "a" / "b") == 0700);
@@ -78,14 +76,20 @@ void checkFiles(Contract& contract) {
     contract.that("a link is a link", directory->attributes("link").type == FileType::symbolicLink);
     contract.fails("a link is not opened", FileErrorCode::notRegularFile,
                    [&] { static_cast<void>(directory->open("link", FileAccess::read)); });
-    contract.that("a link of the path is followed", files.openForReading(folder.path() / "link") != nullptr);
+    const Bytes followed = readBytes(*files.openForReading(folder.path() / "link"), longest);
+    contract.that("a link of the path is followed", asText(followed) == "secX");
     ::mkfifo((folder.path() / "pipe").c_str(), 0600);
     contract.fails("a FIFO is refused at once", FileErrorCode::notRegularFile,
                    [&] { static_cast<void>(directory->open("pipe", FileAccess::read)); });
     contract.fails("a missing file is a missing file", FileErrorCode::readNoSuchFile,
                    [&] { static_cast<void>(directory->open("missing", FileAccess::read)); });
-    contract.fails("a directory is not removed", FileErrorCode::writeNoPermission,
-                   [&] { directory->remove("a"); });
+    bool refused = false;
+    try {
+        directory->remove("a");
+    } catch (const PlatformError& error) { // systems differ in why
+        refused = error.domain() == ErrorDomain::file;
+    }
+    contract.that("a directory is not removed", refused && std::filesystem::exists(folder.path() / "a"));
 
     const auto lock = directory->lock("lock");
     contract.that("a lock is taken once", lock != nullptr && directory->lock("lock") == nullptr);
@@ -108,35 +112,13 @@ void checkFolders(Contract& contract) {
     contract.that("a folder of ours is writable", folders.isWritable(temporary.path()));
     contract.that("the system's is not", !folders.isWritable("/System/Library"));
 
-    struct statvfs volume{};
-    const bool told = ::statvfs(temporary.path().c_str(), &volume) == 0;
-    const auto expected = static_cast<double>(volume.f_bavail) * static_cast<double>(volume.f_frsize);
+    const auto expected = spaceByDf(contract.platform(), temporary.path());
     const auto space = folders.availableSpace(temporary.path());
-    contract.that("the space of a volume is about what the kernel says",
-                  told && space && static_cast<double>(*space) > expected * 0.9 &&
-                      static_cast<double>(*space) < expected * 1.1);
+    contract.that("the space of a volume is about what df says",
+                  expected && space && static_cast<double>(*space) > *expected * 0.9 &&
+                      static_cast<double>(*space) < *expected * 1.1);
     contract.fails("no volume, no space", FileErrorCode::readNoSuchFile,
                    [&] { static_cast<void>(folders.availableSpace(temporary.path() / "missing")); });
 }
 
-void checkProcesses(Contract& contract) {
-    Processes& processes = contract.platform().processes;
-    using Errors = Processes::ErrorOutput;
-    const auto shell = [&](const std::string& script, Errors errors) {
-        return processes.run("/bin/sh", {"-c", script}, errors);
-    };
-    const ProcessResult result = shell("echo out; exit 3", Errors::inherited);
-    contract.that("status and output come back", result.status == 3 && asText(result.output) == "out\n");
-    const bool hasInput = ::fcntl(STDIN_FILENO, F_GETFD) >= 0;
-    contract.that("standard input is inherited", hasInput == (shell(": <&0", Errors::inherited).status == 0));
-    contract.that("standard error is inherited", shell(": >&2", Errors::inherited).status == 0);
-    contract.that("or closed off", shell(": >&2", Errors::discarded).status == 0);
-    const Descriptor leak(::dup(STDOUT_FILENO)); // without the flag that closes it
-    const ProcessResult open =
-        shell("for n in 3 4 5 6 7 8 9; do [ -e /dev/fd/$n ] && echo $n; done", Errors::inherited);
-    contract.that("nothing else is", leak.get() >= 3 && leak.get() <= 9 && open.output.empty());
-    contract.fails("a missing program is told", ProcessErrorCode::noSuchExecutable,
-                   [&] { static_cast<void>(processes.run("/missing", {}, Errors::inherited)); });
-}
-
-} // namespace InstallerCore::MacContract
+} // namespace InstallerCore::HostContract

@@ -2,6 +2,7 @@
 
 #include "InstallerCore/config/ErrorText.h"
 #include "InstallerCore/platform/Files.h"
+#include "InstallerCore/platform/Languages.h"
 
 #include <utility>
 
@@ -20,6 +21,15 @@ void withError(const std::exception_ptr& error, const Work& work) {
 }
 
 } // namespace
+
+AppDelegate::Environment AppDelegate::Environment::live(InstallerHost& host, const Config& config,
+                                                        const Platform& platform) {
+    return {.host = host,
+            .core = CoreOperations::live(config, platform),
+            .strings = InstallerLocalization::live(platform),
+            .resources = platform.resources,
+            .preferredLanguages = platform.languages.preferred()};
+}
 
 AppDelegate::AppDelegate(Config config, Environment environment)
     : config_(std::move(config)),

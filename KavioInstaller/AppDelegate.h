@@ -43,6 +43,10 @@ public:
         const Resources& resources;
         std::vector<std::string> preferredLanguages;
         std::filesystem::path directory = "/Applications"; // where the application is installed
+
+        // On the core itself. The platform must outlive it.
+        [[nodiscard]] static Environment live(InstallerHost& host, const Config& config,
+                                              const Platform& platform);
     };
 
     AppDelegate(Config config, Environment environment);

@@ -2,6 +2,7 @@
 
 #include "InstallerCore/support/PlatformError.h"
 
+#include <exception>
 #include <optional>
 #include <ostream>
 
@@ -17,6 +18,16 @@ int runWithConfiguration(ByteView json, std::ostream& errors,
         return 1;
     }
     return application(*config);
+}
+
+int startInstaller(ByteView json, std::ostream& errors,
+                   const std::function<int(const Config&)>& application) {
+    try {
+        return runWithConfiguration(json, errors, application);
+    } catch (const std::exception& error) {
+        errors << "The installer cannot start: " << error.what() << '\n' << std::flush;
+        return 1;
+    }
 }
 
 } // namespace InstallerCore

@@ -14,4 +14,8 @@ namespace InstallerCore {
 int runWithConfiguration(ByteView json, std::ostream& errors,
                          const std::function<int(const Config&)>& application);
 
+// What the installer's main does on each system: as above, and what the application throws is one line to the
+// error stream and status 1 too.
+int startInstaller(ByteView json, std::ostream& errors, const std::function<int(const Config&)>& application);
+
 } // namespace InstallerCore

@@ -60,7 +60,8 @@ public:
     // The installer's own bundle.
     [[nodiscard]] virtual std::filesystem::path mainBundle() const = 0;
 
-    // While it is true, the system is asked not to fall asleep for want of a user's touch.
+    // While it is true, the system is asked not to fall asleep for want of a user's touch, for that reason.
+    static constexpr const char* awakeReason = "Kavio is being installed";
     virtual void holdAwake(bool isAwake) = 0;
 
     // Ends the application, without asking the window whether it may close. Returns; the process ends soon

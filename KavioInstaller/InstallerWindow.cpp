@@ -1,5 +1,7 @@
 #include "KavioInstaller/InstallerWindow.h"
 
+#include <algorithm>
+
 namespace InstallerCore {
 
 namespace {
@@ -13,11 +15,15 @@ constexpr Rect actionFrame{.x = 624, .y = 20, .width = 120, .height = 32};
 struct StatusLook {
     Rect frame;
     double fontSize;
+    bool isInMiddle;
 };
 
-constexpr StatusLook normalStatus{.frame = {.x = 36, .y = 20, .width = 620, .height = 26}, .fontSize = 17};
-// Lower and narrower: room for the button, and for a sentence of two or three lines.
-constexpr StatusLook errorStatus{.frame = {.x = 36, .y = 14, .width = 570, .height = 56}, .fontSize = 15};
+constexpr StatusLook normalStatus{
+    .frame = {.x = 36, .y = 20, .width = 620, .height = 26}, .fontSize = 17, .isInMiddle = false};
+// Lower and narrower: room for the button, and for a sentence of two or three lines. A shorter one is beside
+// the button, not above it.
+constexpr StatusLook errorStatus{
+    .frame = {.x = 36, .y = 14, .width = 570, .height = 56}, .fontSize = 15, .isInMiddle = true};
 
 // Between a text and the button beside it.
 constexpr double textGap = 12;
@@ -25,6 +31,7 @@ constexpr double textGap = 12;
 void apply(TextLabel& label, const StatusLook& look) {
     label.frame = look.frame;
     label.font = {.size = look.fontSize};
+    label.isInMiddle = look.isInMiddle;
 }
 
 } // namespace
@@ -46,13 +53,13 @@ void InstallerWindow::layOut(bool isRightToLeft, const std::string& retry) {
     percentage.font = {.size = 17, .weight = FontWeight::regular, .monospacedDigits = true};
 }
 
-Rect InstallerWindow::labelTextFrame() const {
-    Rect frame = label.frame;
-    const double right = action.frame.x - textGap;
-    if (!action.isHidden && frame.x + frame.width > right) {
-        frame.width = right - frame.x;
-    }
-    return frame;
+double InstallerWindow::labelTextWidth() const {
+    const double besideButton = action.frame.x - textGap - label.frame.x;
+    return action.isHidden ? label.frame.width : std::min(label.frame.width, besideButton);
+}
+
+std::string InstallerWindow::announcement() const {
+    return action.canBePressed() ? label.text : std::string();
 }
 
 void InstallerWindow::setErrorPresentation(bool isError, const std::string& retry) {

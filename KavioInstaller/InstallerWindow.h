@@ -18,6 +18,7 @@ struct TextLabel {
     TextAlignment alignment = TextAlignment::left;
     bool isRightToLeft = false; // the base direction of writing
     bool wraps = false;
+    bool isInMiddle = false; // of the frame's height; else the text begins at the frame's top
     bool isHidden = false;
 
     friend bool operator==(const TextLabel&, const TextLabel&) = default;
@@ -28,6 +29,9 @@ struct PushButton {
     Rect frame;
     bool isEnabled = true;
     bool isHidden = false;
+
+    // By its key too.
+    [[nodiscard]] bool canBePressed() const { return isEnabled && !isHidden; }
 
     friend bool operator==(const PushButton&, const PushButton&) = default;
 };
@@ -57,8 +61,16 @@ struct InstallerWindow {
     // As it is built: every frame, font and alignment in place, for a language of that direction.
     void layOut(bool isRightToLeft, const std::string& retry);
 
-    // The part of the status line's frame that its text keeps to: what a visible button does not cover.
-    [[nodiscard]] Rect labelTextFrame() const;
+    // How much of the status line's frame, from its left edge, the text keeps to: what a visible button does
+    // not cover.
+    [[nodiscard]] double labelTextWidth() const;
+
+    // The bar's name to a screen reader: what it is the progress of.
+    [[nodiscard]] const std::string& barName() const { return label.text; }
+
+    // What a screen reader says without being asked: the status at which only the button leads on. Empty
+    // while there is none.
+    [[nodiscard]] std::string announcement() const;
 
     // Switches between the look while work runs and the one for an error.
     void setErrorPresentation(bool isError, const std::string& retry);

@@ -14,6 +14,8 @@ namespace InstallerCore {
 // frame is ready, or for want of one, the drawn picture. Playing it is the host's; what it plays is said
 // here.
 struct VideoIntroView {
+    static constexpr const char* accessibleName = "Kavio"; // to a screen reader
+
     WelcomeView fallback;
     std::optional<std::filesystem::path> video; // none: the picture is all there is
 

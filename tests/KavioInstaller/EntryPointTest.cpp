@@ -59,6 +59,27 @@ TEST(EntryPointTest, AnErrorOfTheApplicationIsNotOneOfTheConfiguration) {
     EXPECT_EQ(errors.str(), "");
 }
 
+TEST(EntryPointTest, WhatTheInstallerThrowsIsOneLineAndStatusOne) {
+    std::ostringstream errors;
+    EXPECT_EQ(startInstaller(config.encode(), errors,
+                             [](const Config&) -> int { throw std::runtime_error("nobody is at home"); }),
+              1);
+    EXPECT_EQ(errors.str(), "The installer cannot start: nobody is at home\n");
+}
+
+TEST(EntryPointTest, TheInstallerGetsTheConfigurationAndGivesTheStatus) {
+    std::ostringstream errors;
+    std::optional<Config> given;
+    const auto installer = [&](const Config& decoded) {
+        given = decoded;
+        return 42;
+    };
+    EXPECT_EQ(startInstaller(config.encode(), errors, installer), 42);
+    EXPECT_EQ(given, config);
+    EXPECT_EQ(startInstaller(asBytes("[]"), errors, installer), 1);
+    EXPECT_EQ(errors.str(), "Invalid installer configuration: The top level is not an object.\n");
+}
+
 } // namespace
 
 } // namespace InstallerCore

@@ -69,7 +69,7 @@ void FlowFixture::completeOpen(const OpenResult& result) {
 }
 
 bool FlowFixture::canPress() const {
-    return host.window && !host.window->action.isHidden && host.window->action.isEnabled;
+    return host.window && host.window->action.canBePressed();
 }
 
 void FlowFixture::press() {

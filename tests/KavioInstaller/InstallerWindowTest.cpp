@@ -20,12 +20,6 @@ TEST(InstallerWindowTest, HasATitleASizeAndAWhiteBackground) {
     EXPECT_EQ(InstallerWindow::background, (Color{.red = 1, .green = 1, .blue = 1, .alpha = 1}));
 }
 
-TEST(InstallerWindowTest, HasTheFooterAboveTheIntroAndTheButtonInFrontOfAll) {
-    using View = InstallerWindow::View;
-    EXPECT_EQ(InstallerWindow::order, (std::array<View, 6>{View::intro, View::footer, View::label, View::bar,
-                                                           View::percentage, View::action}));
-}
-
 TEST(InstallerWindowTest, BeginsWithAWrappingStatusLineAndNoTexts) {
     const InstallerWindow window;
     EXPECT_TRUE(window.label.wraps);
@@ -99,6 +93,7 @@ TEST(InstallerWindowTest, ShowsTheButtonInsteadOfTheBarAndThePercentageInTheErro
     EXPECT_FALSE(window.action.isHidden);
     EXPECT_EQ(window.label.frame, errorFrame);
     EXPECT_EQ(window.label.font, (Font{.size = 15}));
+    EXPECT_TRUE(window.label.isInMiddle);
 }
 
 TEST(InstallerWindowTest, HidesTheButtonInTheNormalLookThoughItHasATitle) {
@@ -111,6 +106,7 @@ TEST(InstallerWindowTest, HidesTheButtonInTheNormalLookThoughItHasATitle) {
     EXPECT_EQ(window.action.title, "Retry");
     EXPECT_EQ(window.label.frame, normalFrame);
     EXPECT_EQ(window.label.font, (Font{.size = 17}));
+    EXPECT_FALSE(window.label.isInMiddle);
 }
 
 TEST(InstallerWindowTest, MakesTheButtonRetryAndStopsThePulseInTheErrorLookAlone) {
@@ -145,14 +141,40 @@ TEST(InstallerWindowTest, KeepsAlignmentDirectionTextAndWrappingWhenTheLookChang
 TEST(InstallerWindowTest, KeepsTheStatusTextOutFromUnderAVisibleButton) {
     InstallerWindow window = laidOut();
     window.setErrorPresentation(false, "Retry");
-    EXPECT_EQ(window.labelTextFrame(), normalFrame);
+    EXPECT_EQ(window.labelTextWidth(), 620);
 
     window.action.isHidden = false; // paused
     EXPECT_EQ(window.label.frame, normalFrame);
-    EXPECT_EQ(window.labelTextFrame(), (Rect{.x = 36, .y = 20, .width = 576, .height = 26}));
+    EXPECT_EQ(window.labelTextWidth(), 576);
 
     window.setErrorPresentation(true, "Retry"); // ends before the button as it is
-    EXPECT_EQ(window.labelTextFrame(), errorFrame);
+    EXPECT_EQ(window.labelTextWidth(), 570);
+}
+
+TEST(InstallerWindowTest, HasAButtonThatCanBePressedOnlyWhileItIsSeenAndEnabled) {
+    for (const bool isEnabled : {false, true}) {
+        for (const bool isHidden : {false, true}) {
+            const PushButton button{.title = "Retry", .isEnabled = isEnabled, .isHidden = isHidden};
+            EXPECT_EQ(button.canBePressed(), isEnabled && !isHidden) << isEnabled << isHidden;
+        }
+    }
+}
+
+TEST(InstallerWindowTest, CallsTheBarByTheStatus) {
+    InstallerWindow window = laidOut();
+    window.label.text = "Downloading Kavio";
+    EXPECT_EQ(window.barName(), "Downloading Kavio");
+}
+
+TEST(InstallerWindowTest, AnnouncesTheStatusOnceOnlyTheButtonLeadsOn) {
+    InstallerWindow window = laidOut();
+    window.label.text = "It failed.";
+    window.setErrorPresentation(false, "Retry");
+    EXPECT_EQ(window.announcement(), "");
+    window.setErrorPresentation(true, "Retry");
+    EXPECT_EQ(window.announcement(), "It failed.");
+    window.action.isEnabled = false; // it is tried again
+    EXPECT_EQ(window.announcement(), "");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "InstallerCore/config/InstallerError.h"
 #include "InstallerCore/support/PlatformError.h"
 #include "tests/KavioInstaller/FlowFixture.h"
+#include "tests/support/TestPlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,20 @@ namespace {
 
 using Testing::FlowFixture;
 using Testing::Lines;
+
+TEST(LaunchTest, HasItsEnvironmentFromThePlatform) {
+    Testing::TestPlatform test;
+    test.languages.tags = {"ja-JP", "en"};
+    Testing::FlowLog log;
+    Testing::RecordingHost host(log);
+    const Config config{.bundleID = "test.mykavio.app"};
+    const auto environment = AppDelegate::Environment::live(host, config, test.platform);
+    EXPECT_EQ(&environment.host, &host);
+    EXPECT_EQ(&environment.resources, &test.resources);
+    EXPECT_EQ(environment.preferredLanguages, test.languages.tags);
+    EXPECT_EQ(environment.directory, "/Applications");
+    EXPECT_EQ(environment.core.privateCache(), test.cachePath());
+}
 
 TEST(LaunchTest, TakesTheLockThenRecordsThatItOpenedThenChecks) {
     FlowFixture flow;

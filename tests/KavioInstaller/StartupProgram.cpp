@@ -5,7 +5,7 @@
 
 int main() {
     using namespace InstallerCore;
-    return runWithConfiguration(BuildConfig::json(), std::cerr, [](const Config& config) {
+    return startInstaller(BuildConfig::json(), std::cerr, [](const Config& config) {
         std::cout << config.bundleID << '\n';
         return 7;
     });

@@ -44,13 +44,11 @@ ProgressDrawing DownloadProgressWidget::drawing() const {
 }
 
 void DownloadProgressWidget::announce() {
-    const auto drawn = drawing().value;
-    if (!drawn || drawn->number == value_) {
-        return;
+    if (announcements_.take(drawing().value)) {
+        const auto value = announcements_.value();
+        QAccessibleValueChangeEvent event(this, value ? QVariant(*value) : QVariant());
+        QAccessible::updateAccessibility(&event);
     }
-    value_ = drawn->number;
-    QAccessibleValueChangeEvent event(this, value_ ? QVariant(*value_) : QVariant());
-    QAccessible::updateAccessibility(&event);
 }
 
 void DownloadProgressWidget::updateTimer() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KavioInstaller/Announcements.h"
 #include "KavioInstaller/DownloadProgressView.h"
 
 #include <QBasicTimer>
@@ -22,7 +23,7 @@ public:
     [[nodiscard]] const DownloadProgressView& view() const { return view_; }
 
     // What a screen reader is told; none while nobody knows.
-    [[nodiscard]] std::optional<double> accessibleValue() const { return value_; }
+    [[nodiscard]] std::optional<double> accessibleValue() const { return announcements_.value(); }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -36,7 +37,7 @@ private:
     void updateTimer();
 
     DownloadProgressView view_;
-    std::optional<double> value_;
+    ProgressAnnouncements announcements_;
     QBasicTimer timer_;
     QElapsedTimer sinceAnimation_;
 };

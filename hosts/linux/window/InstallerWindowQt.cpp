@@ -31,10 +31,9 @@ QRect placed(const Rect& frame) {
     return fromBottomLeft(frame, InstallerWindow::contentSize.height);
 }
 
-void setLabel(LabelWidget& widget, const TextLabel& label, const Rect& textFrame) {
-    const QRect frame = placed(label.frame);
-    widget.setGeometry(frame);
-    widget.setValue(label, placed(textFrame).translated(-frame.topLeft()));
+void setLabel(LabelWidget& widget, const TextLabel& label, double textWidth) {
+    widget.setGeometry(placed(label.frame));
+    widget.setValue(label, textWidth);
     widget.setVisible(!label.isHidden);
 }
 
@@ -56,7 +55,10 @@ InstallerWindowQt::InstallerWindowQt(Actions actions)
     setWindowTitle(QString::fromUtf8(InstallerWindow::title));
     move(QGuiApplication::primaryScreen()->availableGeometry().center() - QRect(QPoint(), size).center());
 
-    intro_->setAccessibleName(QStringLiteral("Kavio"));
+    for (const auto each : InstallerWindow::order) {
+        view(each)->raise();
+    }
+    intro_->setAccessibleName(QString::fromLatin1(VideoIntroView::accessibleName));
     action_->setFont(toQt(buttonFont));
     action_->setStyleSheet(QString::fromLatin1(buttonStyle));
     action_->setDefault(true);
@@ -64,7 +66,7 @@ InstallerWindowQt::InstallerWindowQt(Actions actions)
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(key, this);
         shortcut->setAutoRepeat(false);
-        connect(shortcut, &QShortcut::activated, this, [this] { pressAction(); });
+        connect(shortcut, &QShortcut::activated, action_, &QPushButton::click);
     }
 }
 
@@ -72,30 +74,42 @@ void InstallerWindowQt::setValue(const InstallerWindow& window) {
     intro_->setGeometry(placed(window.introFrame));
     intro_->setView(window.intro);
     footer_->setGeometry(placed(window.footerFrame));
-    setLabel(*label_, window.label, window.labelTextFrame());
+    setLabel(*label_, window.label, window.labelTextWidth());
     bar_->setGeometry(placed(window.barFrame));
     bar_->setView(window.bar);
     bar_->setVisible(!window.isBarHidden);
-    bar_->setAccessibleName(toQt(window.label.text)); // what it is the progress of
-    setLabel(*percentage_, window.percentage, window.percentage.frame);
+    bar_->setAccessibleName(toQt(window.barName()));
+    setLabel(*percentage_, window.percentage, window.percentage.frame.width);
     setAction(window.action);
+    action_->setAccessibleDescription(toQt(window.announcement()));
+    if (announcements_.take(window)) {
+        action_->setFocus(); // so that a screen reader says both
+    }
 }
 
 void InstallerWindowQt::setAction(const PushButton& action) {
-    const bool appears = !action.isHidden && !action_->isVisibleTo(this);
     action_->setGeometry(placed(action.frame));
     action_->setText(toQt(action.title));
-    action_->setEnabled(action.isEnabled);
+    action_->setEnabled(action.canBePressed());
     action_->setVisible(!action.isHidden);
-    if (appears) {
-        action_->setFocus(); // so that a screen reader says it
-    }
 }
 
-void InstallerWindowQt::pressAction() {
-    if (action_->isVisible()) {
-        action_->click();
+QWidget* InstallerWindowQt::view(InstallerWindow::View view) const {
+    switch (view) {
+    case InstallerWindow::View::intro:
+        return intro_;
+    case InstallerWindow::View::footer:
+        return footer_;
+    case InstallerWindow::View::label:
+        return label_;
+    case InstallerWindow::View::bar:
+        return bar_;
+    case InstallerWindow::View::percentage:
+        return percentage_;
+    case InstallerWindow::View::action:
+        return action_;
     }
+    return nullptr;
 }
 
 void InstallerWindowQt::orderFront() {

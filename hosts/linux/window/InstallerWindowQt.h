@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KavioInstaller/Announcements.h"
 #include "KavioInstaller/InstallerWindow.h"
 
 #include <QWidget>
@@ -34,11 +35,12 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    void pressAction();
     void setAction(const PushButton& action);
+    [[nodiscard]] QWidget* view(InstallerWindow::View view) const;
 
     Actions actions_;
-    IntroWidget* intro_; // all of them this widget's children, from the back to the front
+    StatusAnnouncements announcements_;
+    IntroWidget* intro_; // all of them this widget's children
     FooterWidget* footer_;
     LabelWidget* label_;
     DownloadProgressWidget* bar_;

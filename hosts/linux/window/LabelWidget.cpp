@@ -8,28 +8,17 @@
 
 namespace InstallerCore {
 
-namespace {
-
-// A single line begins at the top of its frame; in a frame of several lines the text is in the middle.
-constexpr int blockHeight = 40;
-
-qreal topOf(const LaidOutText& text, const QRect& frame) {
-    return frame.height() < blockHeight ? 0 : std::max(0.0, (frame.height() - text.height()) / 2);
-}
-
-} // namespace
-
 LabelWidget::LabelWidget(QWidget* parent) : QLabel(parent) {
     setTextFormat(Qt::PlainText);
     setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
-void LabelWidget::setValue(const TextLabel& label, const QRect& textFrame) {
-    if (label == label_ && textFrame == textFrame_) {
+void LabelWidget::setValue(const TextLabel& label, double textWidth) {
+    if (label == label_ && textWidth == textWidth_) {
         return;
     }
     label_ = label;
-    textFrame_ = textFrame;
+    textWidth_ = textWidth;
     setText(toQt(label.text));
     setFont(toQt(label.font));
     setWordWrap(label.wraps);
@@ -47,10 +36,11 @@ void LabelWidget::paintEvent(QPaintEvent* /*event*/) {
          .wraps = label_.wraps,
          .direction = layoutDirection(),
          .alignment = label_.alignment == TextAlignment::right ? Qt::AlignRight : Qt::AlignLeft},
-        textFrame_.width());
+        textWidth_);
+    const qreal top = label_.isInMiddle ? std::max(0.0, (height() - text.height()) / 2) : 0;
     QPainter painter(this);
     painter.setPen(palette().color(foregroundRole()));
-    text.draw(painter, {1.0 * textFrame_.left(), topOf(text, textFrame_)});
+    text.draw(painter, {0, top});
 }
 
 } // namespace InstallerCore

@@ -4,19 +4,13 @@
 #include "hosts/linux/LinuxHost.h"
 #include "hosts/linux/window/RunInstaller.h"
 
-#include <exception>
 #include <iostream>
 
 int main(int count, char** arguments) {
     using namespace InstallerCore;
-    try {
-        return runWithConfiguration(BuildConfig::json(), std::cerr, [&](const Config& config) -> int {
-            const LinuxHost host;
-            Platform::setHost(host.platform());
-            runInstaller(count, arguments, config, host.platform(), {.mainBundle = bundleOfThisProgram()});
-        });
-    } catch (const std::exception& error) {
-        std::cerr << "The installer cannot start: " << error.what() << '\n';
-        return 1;
-    }
+    return startInstaller(BuildConfig::json(), std::cerr, [&](const Config& config) -> int {
+        const LinuxHost host;
+        Platform::setHost(host.platform());
+        runInstaller(count, arguments, config, host.platform(), {.mainBundle = bundleOfThisProgram()});
+    });
 }

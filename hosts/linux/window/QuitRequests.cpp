@@ -1,5 +1,7 @@
 #include "hosts/linux/window/QuitRequests.h"
 
+#include "hosts/posix/QuitSignalNumbers.h"
+
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -14,7 +16,7 @@ namespace InstallerCore {
 Descriptor takeQuitSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    for (const int number : quitSignals) {
         ::sigaddset(&signals, number);
     }
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);

@@ -1,6 +1,5 @@
 #include "hosts/linux/window/RunInstaller.h"
 
-#include "InstallerCore/platform/Languages.h"
 #include "KavioInstaller/AppDelegate.h"
 #include "hosts/linux/window/InstallerHostQt.h"
 #include "hosts/linux/window/QuitRequests.h"
@@ -18,12 +17,9 @@ void runInstaller(int& count, char** arguments, const Config& config, const Plat
     const QApplication application(count, arguments);
     WindowApplication::setUp();
     InstallerHostQt host(places.mainBundle, platform);
-    AppDelegate delegate(config, {.host = host,
-                                  .core = CoreOperations::live(config, platform),
-                                  .strings = InstallerLocalization::live(platform),
-                                  .resources = platform.resources,
-                                  .preferredLanguages = platform.languages.preferred(),
-                                  .directory = places.applications});
+    auto environment = AppDelegate::Environment::live(host, config, platform);
+    environment.directory = places.applications;
+    AppDelegate delegate(config, std::move(environment));
     const auto shouldClose = [&delegate] { return delegate.windowShouldClose(); };
     host.setActions({.shouldClose = shouldClose, .action = [&delegate] { delegate.start(); }});
     const QuitRequests requests(std::move(quitSignals), shouldClose);

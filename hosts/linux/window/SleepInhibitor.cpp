@@ -1,6 +1,6 @@
 #include "hosts/linux/window/SleepInhibitor.h"
 
-#include "KavioInstaller/InstallerWindow.h"
+#include "KavioInstaller/InstallerHost.h"
 
 #include <fcntl.h>
 
@@ -19,7 +19,7 @@ Descriptor inhibit() {
         QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
         QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("Inhibit"));
     call << QStringLiteral("idle:sleep") << QString::fromUtf8(InstallerWindow::title)
-         << QStringLiteral("Kavio is being installed") << QStringLiteral("block");
+         << QString::fromLatin1(InstallerHost::awakeReason) << QStringLiteral("block");
     const QDBusReply<QDBusUnixFileDescriptor> reply =
         QDBusConnection::systemBus().call(call, QDBus::Block, patience);
     const bool isGranted = reply.isValid() && reply.value().isValid();

@@ -12,7 +12,7 @@
 - (instancetype)init NS_UNAVAILABLE;
 
 // The button was pressed.
-- (void)start;
+- (void)start:(id)sender;
 
 // Ends the application soon, without asking the flow whether it may.
 - (void)terminate;

@@ -1,6 +1,6 @@
 #include "hosts/macos/window/AppDelegateAppKit.h"
 
-#include "hosts/macos/WithoutThrowing.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 #include <dispatch/dispatch.h>
 
@@ -21,7 +21,7 @@ using InstallerCore::withoutThrowing;
     return self;
 }
 
-- (void)start {
+- (void)start:(id)sender {
     withoutThrowing([&] { _flow->start(); });
 }
 

@@ -1,9 +1,10 @@
 #include "hosts/macos/window/DownloadProgressViewAppKit.h"
 
-#include "hosts/macos/WithoutThrowing.h"
+#include "KavioInstaller/Announcements.h"
 #include "hosts/macos/window/AppKitValues.h"
 #include "hosts/macos/window/ArchiveRefusal.h"
 #include "hosts/macos/window/DrawingAppKit.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 #import <QuartzCore/QuartzCore.h>
 
@@ -30,7 +31,7 @@ CAAnimation* toCoreAnimation(const ActivityAnimation& activity) {
 
 @implementation DownloadProgressViewAppKit {
     InstallerCore::DownloadProgressView _value;
-    std::optional<double> _announced;
+    InstallerCore::ProgressAnnouncements _announcements;
 }
 
 - (instancetype)initWithFrame:(NSRect)frame {
@@ -39,6 +40,7 @@ CAAnimation* toCoreAnimation(const ActivityAnimation& activity) {
         self.wantsLayer = YES;
         self.accessibilityElement = YES;
         self.accessibilityRole = NSAccessibilityProgressIndicatorRole;
+        [self announce];
     }
     return self;
 }
@@ -52,29 +54,31 @@ CAAnimation* toCoreAnimation(const ActivityAnimation& activity) {
 }
 
 - (void)show:(const InstallerCore::DownloadProgressView&)value {
+    [self pulse:value.activity];
+    if (value == _value) {
+        return;
+    }
     _value = value;
-    self.accessibilityMinValue = @(value.minValue);
-    self.accessibilityMaxValue = @(value.maxValue);
     [self announce];
-    [self pulse];
     self.needsDisplay = YES;
 }
 
 - (void)announce {
-    const auto drawn = _value.draw(InstallerCore::sizeOf(self)).value;
-    if (!drawn || drawn->number == _announced) {
-        return;
+    self.accessibilityMinValue = @(_value.minValue);
+    self.accessibilityMaxValue = @(_value.maxValue);
+    if (_announcements.take(_value.draw(InstallerCore::sizeOf(self)).value)) {
+        const auto number = _announcements.value();
+        self.accessibilityValue = number ? @(*number) : nil;
+        NSAccessibilityPostNotification(self, NSAccessibilityValueChangedNotification);
     }
-    _announced = drawn->number;
-    self.accessibilityValue = _announced ? @(*_announced) : nil;
-    NSAccessibilityPostNotification(self, NSAccessibilityValueChangedNotification);
 }
 
-- (void)pulse {
-    if (!_value.activity) {
+// Nothing happens while it pulses as it is.
+- (void)pulse:(const std::optional<ActivityAnimation>&)activity {
+    if (!activity) {
         [self.layer removeAnimationForKey:activityKey];
     } else if ([self.layer animationForKey:activityKey] == nil) {
-        [self.layer addAnimation:toCoreAnimation(*_value.activity) forKey:activityKey];
+        [self.layer addAnimation:toCoreAnimation(*activity) forKey:activityKey];
     }
 }
 

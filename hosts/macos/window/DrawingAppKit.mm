@@ -7,6 +7,17 @@ namespace InstallerCore {
 
 namespace {
 
+// Left to right whatever the user's language, as the default would not be.
+NSParagraphStyle* leftToRight() {
+    static NSParagraphStyle* const style = [] {
+        NSMutableParagraphStyle* made = [[NSMutableParagraphStyle alloc] init];
+        made.alignment = NSTextAlignmentLeft;
+        made.baseWritingDirection = NSWritingDirectionLeftToRight;
+        return made;
+    }();
+    return style;
+}
+
 NSBezierPath* roundedPath(const Rect& rectangle, double radius) {
     return [NSBezierPath bezierPathWithRoundedRect:toAppKit(rectangle) xRadius:radius yRadius:radius];
 }
@@ -30,7 +41,8 @@ struct DrawingAppKit {
         [NSGraphicsContext restoreGraphicsState];
     }
 
-    // The offset of a shadow is positive upward in a flipped view too.
+    // The offset has the sign that it would need in a view that is not flipped: a shadow is said to heed no
+    // transformation. That it falls down here too is for a look at the window to show.
     void operator()(const FillShadowed& operation) const {
         NSShadow* shadow = [[NSShadow alloc] init];
         shadow.shadowColor = toAppKit(operation.shadow);
@@ -46,7 +58,8 @@ struct DrawingAppKit {
         [toNSString(operation.text) drawInRect:toAppKit(operation.frame)
                                 withAttributes:@{
                                     NSFontAttributeName : toAppKit(operation.font),
-                                    NSForegroundColorAttributeName : toAppKit(operation.color)
+                                    NSForegroundColorAttributeName : toAppKit(operation.color),
+                                    NSParagraphStyleAttributeName : leftToRight()
                                 }];
     }
 

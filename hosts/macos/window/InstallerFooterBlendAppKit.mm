@@ -1,9 +1,9 @@
 #include "hosts/macos/window/InstallerFooterBlendAppKit.h"
 
 #include "KavioInstaller/InstallerFooterBlend.h"
-#include "hosts/macos/WithoutThrowing.h"
 #include "hosts/macos/window/AppKitValues.h"
 #include "hosts/macos/window/DrawingAppKit.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 @implementation InstallerFooterBlendAppKit
 

@@ -1,8 +1,8 @@
 #include "hosts/macos/window/InstallerHostAppKit.h"
 
 #include "hosts/macos/FoundationValues.h"
-#include "hosts/macos/WithoutThrowing.h"
 #include "hosts/macos/window/AppDelegateAppKit.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 #include <dispatch/dispatch.h>
 
@@ -10,14 +10,18 @@ namespace InstallerCore {
 
 void InstallerHostAppKit::onMain(std::function<void()> work) {
     dispatch_async(dispatch_get_main_queue(), ^{
-        withoutThrowing(work);
+        @autoreleasepool {
+            withoutThrowing(work);
+        }
     });
 }
 
 void InstallerHostAppKit::onMainAndWait(const std::function<void()>& work) {
     const auto* const waitedFor = &work;
     dispatch_sync(dispatch_get_main_queue(), ^{
-        withoutThrowing(*waitedFor);
+        @autoreleasepool {
+            withoutThrowing(*waitedFor);
+        }
     });
 }
 
@@ -56,6 +60,7 @@ void InstallerHostAppKit::beep() {
 void InstallerHostAppKit::runAlert(const std::string& message) {
     NSAlert* alert = [[NSAlert alloc] init];
     alert.messageText = toNSString(message);
+    alert.window.preventsApplicationTerminationWhenModal = NO; // whoever asks for the end is answered as ever
     [NSApp activateIgnoringOtherApps:YES];
     [alert runModal];
 }
@@ -86,8 +91,7 @@ void InstallerHostAppKit::holdAwake(bool isAwake) {
     NSProcessInfo* process = NSProcessInfo.processInfo;
     if (isAwake && activity_ == nil) {
         // Against idle sleep, App Nap and an end without being asked.
-        activity_ = [process beginActivityWithOptions:NSActivityUserInitiated
-                                               reason:@"Kavio is being installed"];
+        activity_ = [process beginActivityWithOptions:NSActivityUserInitiated reason:toNSString(awakeReason)];
     } else if (!isAwake && activity_ != nil) {
         [process endActivity:activity_];
         activity_ = nil;

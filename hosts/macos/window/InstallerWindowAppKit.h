@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KavioInstaller/Announcements.h"
 #include "KavioInstaller/InstallerWindow.h"
 
 #import <AppKit/AppKit.h>
@@ -26,14 +27,17 @@ public:
 private:
     void setUpWindow(AppDelegateAppKit* delegate);
     [[nodiscard]] NSView* view(InstallerWindow::View view) const;
+    void announce(const std::string& text);
 
     NSWindow* window_;
     VideoIntroViewAppKit* intro_;
     InstallerFooterBlendAppKit* footer_;
-    NSTextField* label_;
+    NSView* labelArea_;
+    NSTextField* label_; // in its area
     DownloadProgressViewAppKit* bar_;
     NSTextField* percentage_;
     NSButton* action_;
+    StatusAnnouncements announcements_;
 };
 
 } // namespace InstallerCore

@@ -23,8 +23,7 @@ NSWindow* makeWindow() {
                       defer:NO];
 }
 
-void show(NSTextField* field, const TextLabel& label, const Rect& frame) {
-    field.frame = toAppKit(frame);
+void setLabel(NSTextField* field, const TextLabel& label) {
     field.font = toAppKit(label.font);
     field.alignment = toAppKit(label.alignment);
     field.baseWritingDirection =
@@ -33,10 +32,19 @@ void show(NSTextField* field, const TextLabel& label, const Rect& frame) {
     field.hidden = label.isHidden;
 }
 
-void show(NSButton* button, const PushButton& value) {
+// In an area that has the label's frame.
+NSRect textFrame(NSTextField* field, const TextLabel& label, double width) {
+    const NSRect area = NSMakeRect(0, 0, width, label.frame.height);
+    const CGFloat height = [field.cell cellSizeForBounds:area].height;
+    return label.isInMiddle && height < area.size.height
+               ? NSMakeRect(0, (area.size.height - height) / 2, width, height)
+               : area;
+}
+
+void setAction(NSButton* button, const PushButton& value) {
     button.frame = toAppKit(value.frame);
     button.title = toNSString(value.title);
-    button.enabled = value.isEnabled;
+    button.enabled = value.canBePressed(); // else its key would press it while it is hidden
     button.hidden = value.isHidden;
 }
 
@@ -46,12 +54,14 @@ InstallerWindowAppKit::InstallerWindowAppKit(AppDelegateAppKit* delegate)
     : window_(makeWindow()),
       intro_([[VideoIntroViewAppKit alloc] initWithFrame:NSRect()]),
       footer_([[InstallerFooterBlendAppKit alloc] initWithFrame:NSRect()]),
+      labelArea_([[NSView alloc] initWithFrame:NSRect()]),
       label_([NSTextField wrappingLabelWithString:@""]),
       bar_([[DownloadProgressViewAppKit alloc] initWithFrame:NSRect()]),
       percentage_([NSTextField labelWithString:@""]),
-      action_([NSButton buttonWithTitle:@"" target:delegate action:@selector(start)]) {
+      action_([NSButton buttonWithTitle:@"" target:delegate action:@selector(start:)]) {
     setUpWindow(delegate);
-    label_.selectable = NO; // or the window opens with it selected
+    label_.selectable = NO; // which a wrapping label is at first
+    [labelArea_ addSubview:label_];
     action_.bezelStyle = NSBezelStyleRounded;
     action_.keyEquivalent = returnKey;
     for (const auto each : InstallerWindow::order) {
@@ -77,7 +87,7 @@ NSView* InstallerWindowAppKit::view(InstallerWindow::View view) const {
     case InstallerWindow::View::footer:
         return footer_;
     case InstallerWindow::View::label:
-        return label_;
+        return labelArea_;
     case InstallerWindow::View::bar:
         return bar_;
     case InstallerWindow::View::percentage:
@@ -92,13 +102,27 @@ void InstallerWindowAppKit::show(const InstallerWindow& value) {
     intro_.frame = toAppKit(value.introFrame);
     [intro_ show:value.intro];
     footer_.frame = toAppKit(value.footerFrame);
-    InstallerCore::show(label_, value.label, value.labelTextFrame());
+    labelArea_.frame = toAppKit(value.label.frame);
+    setLabel(label_, value.label);
+    label_.frame = textFrame(label_, value.label, value.labelTextWidth());
     bar_.frame = toAppKit(value.barFrame);
     bar_.hidden = value.isBarHidden;
-    bar_.accessibilityLabel = toNSString(value.label.text); // what it is the progress of
+    bar_.accessibilityLabel = toNSString(value.barName());
     [bar_ show:value.bar];
-    InstallerCore::show(percentage_, value.percentage, value.percentage.frame);
-    InstallerCore::show(action_, value.action);
+    percentage_.frame = toAppKit(value.percentage.frame);
+    setLabel(percentage_, value.percentage);
+    setAction(action_, value.action);
+    if (announcements_.take(value)) {
+        announce(value.announcement());
+    }
+}
+
+void InstallerWindowAppKit::announce(const std::string& text) {
+    NSAccessibilityPostNotificationWithUserInfo(
+        window_, NSAccessibilityAnnouncementRequestedNotification, @{
+            NSAccessibilityAnnouncementKey : toNSString(text),
+            NSAccessibilityPriorityKey : @(NSAccessibilityPriorityHigh)
+        });
 }
 
 void InstallerWindowAppKit::orderFront() {

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "hosts/posix/QuitSignalNumbers.h"
+
 #include <dispatch/dispatch.h>
 
 #include <array>
-#include <csignal>
 #include <functional>
 
 namespace InstallerCore {
@@ -16,9 +17,7 @@ public:
     explicit QuitSignals(std::function<void()> heard);
 
 private:
-    static constexpr std::array<int, 3> numbers = {SIGTERM, SIGINT, SIGHUP};
-
-    std::array<dispatch_source_t, numbers.size()> sources_;
+    std::array<dispatch_source_t, quitSignals.size()> sources_;
 };
 
 } // namespace InstallerCore

@@ -1,12 +1,12 @@
 #include "hosts/macos/window/QuitSignals.h"
 
-#include "hosts/macos/WithoutThrowing.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 namespace InstallerCore {
 
 QuitSignals::QuitSignals(std::function<void()> heard) {
-    for (std::size_t index = 0; index < numbers.size(); ++index) {
-        const int number = numbers.at(index);
+    for (std::size_t index = 0; index < quitSignals.size(); ++index) {
+        const int number = quitSignals.at(index);
         // Not ignored: what is started from here would ignore it too.
         std::signal(number, [](int) {});
         dispatch_source_t source = dispatch_source_create(

@@ -1,6 +1,5 @@
 #include "hosts/macos/window/RunInstaller.h"
 
-#include "InstallerCore/platform/Languages.h"
 #include "KavioInstaller/AppDelegate.h"
 #include "hosts/macos/window/AppDelegateAppKit.h"
 #include "hosts/macos/window/InstallerHostAppKit.h"
@@ -14,11 +13,7 @@ namespace InstallerCore {
 void runInstaller(const Config& config, const Platform& platform) {
     NSApplication* application = NSApplication.sharedApplication;
     InstallerHostAppKit host;
-    AppDelegate flow(config, {.host = host,
-                              .core = CoreOperations::live(config, platform),
-                              .strings = InstallerLocalization::live(platform),
-                              .resources = platform.resources,
-                              .preferredLanguages = platform.languages.preferred()});
+    AppDelegate flow(config, AppDelegate::Environment::live(host, config, platform));
     AppDelegateAppKit* delegate = [[AppDelegateAppKit alloc] initWithFlow:flow];
     host.setDelegate(delegate); // keeps it, since the application does not
     const QuitSignals signals([&flow] { static_cast<void>(flow.windowShouldClose()); });

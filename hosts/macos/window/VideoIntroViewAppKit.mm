@@ -5,6 +5,7 @@
 #include "hosts/macos/window/WelcomeViewAppKit.h"
 
 #import <AVFoundation/AVFoundation.h>
+#import <QuartzCore/QuartzCore.h>
 #include <dispatch/dispatch.h>
 
 namespace {
@@ -13,6 +14,14 @@ NSString* const readiness = @"readyForDisplay";
 
 // Its address tells our own observation from those of AppKit.
 char observation = 0;
+
+// Layers fade and move on their own when they are told to change, and would be late beside a view.
+void changeAtOnce(void (^change)()) {
+    [CATransaction begin];
+    [CATransaction setDisableActions:YES];
+    change();
+    [CATransaction commit];
+}
 
 } // namespace
 
@@ -28,6 +37,9 @@ char observation = 0;
     self = [super initWithFrame:frame];
     if (self != nil) {
         self.wantsLayer = YES;
+        self.accessibilityElement = YES;
+        self.accessibilityRole = NSAccessibilityImageRole;
+        self.accessibilityLabel = InstallerCore::toNSString(InstallerCore::VideoIntroView::accessibleName);
         _fallback = [[WelcomeViewAppKit alloc] initWithFrame:self.bounds];
         _fallback.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
         [self addSubview:_fallback];
@@ -74,7 +86,9 @@ char observation = 0;
 
 - (void)layout {
     [super layout];
-    _videoLayer.frame = self.bounds;
+    changeAtOnce(^{
+        self->_videoLayer.frame = self.bounds;
+    });
 }
 
 // On any thread.
@@ -94,8 +108,10 @@ char observation = 0;
 
 - (void)showWhatIsReady {
     const BOOL isReady = _videoLayer.readyForDisplay;
-    _videoLayer.hidden = !isReady;
-    _fallback.hidden = isReady;
+    changeAtOnce(^{
+        self->_videoLayer.hidden = !isReady;
+        self->_fallback.hidden = isReady;
+    });
 }
 
 @end

@@ -1,8 +1,8 @@
 #include "hosts/macos/window/WelcomeViewAppKit.h"
 
-#include "hosts/macos/WithoutThrowing.h"
 #include "hosts/macos/window/AppKitValues.h"
 #include "hosts/macos/window/DrawingAppKit.h"
+#include "hosts/macos/window/WithoutThrowing.h"
 
 @implementation WelcomeViewAppKit {
     InstallerCore::WelcomeView _value;

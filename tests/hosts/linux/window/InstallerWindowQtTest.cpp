@@ -4,6 +4,7 @@
 #include "hosts/linux/window/FooterWidget.h"
 #include "hosts/linux/window/IntroWidget.h"
 #include "hosts/linux/window/LabelWidget.h"
+#include "hosts/linux/window/QtValues.h"
 #include "tests/hosts/linux/window/Pixels.h"
 #include "tests/hosts/linux/window/WindowStates.h"
 
@@ -12,6 +13,7 @@
 #include <QApplication>
 #include <QPushButton>
 #include <QTest>
+#include <map>
 
 namespace InstallerCore {
 namespace {
@@ -93,7 +95,7 @@ TEST_F(InstallerWindowQtTest, HasATitleAndOneSize) {
     EXPECT_FALSE(window.windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
 }
 
-TEST_F(InstallerWindowQtTest, PlacesItsViewsFromTheTopInTheirOrder) {
+TEST_F(InstallerWindowQtTest, PlacesItsViewsFromTheTop) {
     window.setValue(Testing::downloadingWindow());
     EXPECT_EQ(child<IntroWidget>().geometry(), QRect(0, 0, 780, 480));
     EXPECT_EQ(child<FooterWidget>().geometry(), QRect(0, 420, 780, 60));
@@ -101,11 +103,25 @@ TEST_F(InstallerWindowQtTest, PlacesItsViewsFromTheTopInTheirOrder) {
     EXPECT_EQ(child<DownloadProgressWidget>().geometry(), QRect(36, 500, 708, 8));
     EXPECT_EQ(percentage().geometry(), QRect(662, 524, 82, 26));
     EXPECT_EQ(button().geometry(), QRect(624, 518, 120, 32));
-    EXPECT_EQ(children<QWidget>(),
-              (std::vector<QWidget*>{&child<IntroWidget>(), &child<FooterWidget>(), &label(),
-                                     &child<DownloadProgressWidget>(), &percentage(), &button()}));
+    window.setValue(Testing::pausedWindow());
+    EXPECT_EQ(label().geometry(), QRect(36, 524, 620, 26));
     window.setValue(Testing::errorWindow());
     EXPECT_EQ(label().geometry(), QRect(36, 500, 570, 56));
+}
+
+TEST_F(InstallerWindowQtTest, HasItsViewsInTheirOrder) {
+    const std::map<InstallerWindow::View, QWidget*> widgets = {
+        {InstallerWindow::View::intro, &child<IntroWidget>()},
+        {InstallerWindow::View::footer, &child<FooterWidget>()},
+        {InstallerWindow::View::label, &label()},
+        {InstallerWindow::View::bar, &child<DownloadProgressWidget>()},
+        {InstallerWindow::View::percentage, &percentage()},
+        {InstallerWindow::View::action, &button()}};
+    std::vector<QWidget*> expected;
+    for (const auto view : InstallerWindow::order) {
+        expected.push_back(widgets.at(view));
+    }
+    EXPECT_EQ(children<QWidget>(), expected);
 }
 
 TEST_F(InstallerWindowQtTest, ShowsTheTextsAndWhatIsNotHidden) {
@@ -195,6 +211,27 @@ TEST_F(InstallerWindowQtTest, KeepsThePausedTextBesideTheButtonInEitherDirection
     EXPECT_TRUE(hasColor(paintedWidget(window, 1), 618, 534, white)); // a gap between the two
 }
 
+// The rows of the status line's frame that have dark ink, from its top.
+std::pair<int, int> darkRows(InstallerWindowQt& window, const InstallerWindow& value) {
+    window.setValue(value);
+    const QRect frame = window.findChild<LabelWidget*>()->geometry();
+    const QImage turned = paintedWidget(window, 1).copy(frame).transformed(QTransform(0, 1, 1, 0, 0, 0));
+    return darkColumns(turned, turned.rect());
+}
+
+TEST_F(InstallerWindowQtTest, PutsAShortErrorInTheMiddleAndAStatusAtTheTop) {
+    InstallerWindow error = Testing::errorWindow();
+    error.label.text = "HHH";
+    const auto [first, last] = darkRows(window, error);
+    EXPECT_NEAR((first + last) / 2.0, 56 / 2.0, 2);
+
+    InstallerWindow status = Testing::downloadingWindow();
+    status.label.text = "HHH";
+    const auto [top, bottom] = darkRows(window, status);
+    EXPECT_LT(top, 10);
+    EXPECT_LT(bottom, 22);
+}
+
 TEST_F(InstallerWindowQtTest, HidesThePercentageBehindTheButtonWhilePaused) {
     window.setValue(Testing::pausedWindow());
     InstallerWindow other = Testing::pausedWindow();
@@ -273,11 +310,20 @@ TEST_F(InstallerWindowQtTest, ItsFooterTakesNoClicks) {
     EXPECT_EQ(window.childAt(390, 450), &child<IntroWidget>());
 }
 
-TEST_F(InstallerWindowQtTest, GivesTheButtonTheFocusWhenItAppears) {
+TEST_F(InstallerWindowQtTest, GivesTheButtonTheFocusWithEachFailure) {
     window.setValue(Testing::downloadingWindow());
     showOnScreen();
     EXPECT_FALSE(button().hasFocus());
-    window.setValue(Testing::errorWindow());
+    InstallerWindow error = Testing::errorWindow();
+    window.setValue(error);
+    EXPECT_TRUE(button().hasFocus());
+    EXPECT_EQ(button().accessibleDescription(), toQt(error.label.text));
+
+    error.action.isEnabled = false;
+    window.setValue(error);
+    EXPECT_FALSE(button().hasFocus());
+    error.action.isEnabled = true;
+    window.setValue(error);
     EXPECT_TRUE(button().hasFocus());
 }
 

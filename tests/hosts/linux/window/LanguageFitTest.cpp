@@ -66,9 +66,9 @@ TEST(LanguageFitTest, ThePausedTextEndsBeforeTheButton) {
         }
         InstallerWindow paused = window(language, false);
         paused.action.isHidden = false;
-        const Rect frame = paused.labelTextFrame();
-        ASSERT_LT(frame.x + frame.width, paused.action.frame.x);
-        EXPECT_EQ(laidOut(paused.label, text, frame.width).lineCount(), 1) << language << ": " << text;
+        const double width = paused.labelTextWidth();
+        ASSERT_LT(paused.label.frame.x + width, paused.action.frame.x);
+        EXPECT_EQ(laidOut(paused.label, text, width).lineCount(), 1) << language << ": " << text;
     });
 }
 

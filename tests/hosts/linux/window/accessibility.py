@@ -93,6 +93,7 @@ class AccessibilityTest(unittest.TestCase):
             ["Kavio is running. Save your work and quit Kavio, then click Retry to continue installing."])
         self.assertNotIn(Atspi.Role.PROGRESS_BAR, self.children())
         button = self.children()[Atspi.Role.PUSH_BUTTON][0]
+        self.assertEqual(button.get_description(), self.names(Atspi.Role.LABEL)[0])
         wait_for("the focus", lambda: button.get_state_set().contains(Atspi.StateType.FOCUSED))
         names = [Atspi.Action.get_action_name(button, index) for index in range(button.get_n_actions())]
         self.assertTrue(button.do_action(names.index("Press")))

@@ -1,0 +1,1 @@
+// Nothing of its own: there for what is compiled before it.
